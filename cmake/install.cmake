@@ -18,5 +18,11 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/inetmgrConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/inetmgrConfig.cmake ${PROJECT_BINARY_DIR}/inetmgrConfigVersion.cmake
   DESTINATION ${INETMGR_CMAKE_DIR})
 
+# The .pc file finds its prefix relative to itself, however deep the libdir is.
+string(REGEX MATCHALL "[^/]+" _pc_parts "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+set(INETMGR_PC_PREFIX "\${pcfiledir}")
+foreach(_part IN LISTS _pc_parts)
+  string(APPEND INETMGR_PC_PREFIX "/..")
+endforeach()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/inetmgr.pc.in ${PROJECT_BINARY_DIR}/inetmgr.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/inetmgr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

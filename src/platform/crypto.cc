@@ -1,0 +1,317 @@
+// AES-256-SIV from OpenSSL libcrypto under a per-machine key file.
+#include "platform/crypto.h"
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/kdf.h>
+
+#include "platform/config.h"
+#include "platform/files.h"
+#include "platform/log.h"
+#include "platform/utf8.h"
+
+namespace corvane_com::zel::platform {
+namespace {
+
+constexpr wchar_t kTag[] = L"crypto";
+constexpr std::size_t kMasterKeySize = 32;
+// AES-256-SIV takes two AES-256 keys (one for S2V, one for CTR).
+constexpr std::size_t kSivKeySize = 64;
+constexpr std::size_t kTagSize = 16;
+
+using Key = std::vector<unsigned char>;
+
+std::wstring errnoText(int error) { return fromUtf8(std::strerror(error)); }
+
+// Keeps key material out of freed memory.
+struct KeyWiper {
+  Key& key;
+  ~KeyWiper() {
+    if (!key.empty()) OPENSSL_cleanse(key.data(), key.size());
+  }
+};
+
+bool readKeyFile(const std::string& path, Key& key, int& error) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (fd < 0) {
+    error = errno;
+    return false;
+  }
+  key.assign(kMasterKeySize + 1, 0);
+  std::size_t total = 0;
+  while (total < key.size()) {
+    const ssize_t n = ::read(fd, key.data() + total, key.size() - total);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    total += static_cast<std::size_t>(n);
+  }
+  ::close(fd);
+  if (total != kMasterKeySize) {
+    OPENSSL_cleanse(key.data(), key.size());
+    key.clear();
+    error = EINVAL;
+    return false;
+  }
+  key.resize(kMasterKeySize);
+  return true;
+}
+
+bool fillRandom(unsigned char* data, std::size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::getrandom(data, size, 0);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// Writes a fresh key to a private temporary file and links it into place, so
+// that of several processes starting together exactly one key wins and nobody
+// ever reads a half-written one.
+bool createKeyFile(const std::string& path, int& error) {
+  std::wstring directory;
+  std::wstring name;
+  splitPath(fromUtf8(path), directory, name);
+  if (!directory.empty() && !makeDirectories(directory, 0755)) {
+    error = errno;
+    return false;
+  }
+  Key key(kMasterKeySize);
+  KeyWiper wiper{key};
+  if (!fillRandom(key.data(), key.size())) {
+    error = errno;
+    return false;
+  }
+  std::string temporary = path + ".newXXXXXX";
+  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);  // mode 0600
+  if (fd < 0) {
+    error = errno;
+    return false;
+  }
+  const bool written = ::write(fd, key.data(), key.size()) == static_cast<ssize_t>(key.size()) && ::fsync(fd) == 0;
+  error = errno;
+  ::close(fd);
+  const bool linked = written && (::link(temporary.c_str(), path.c_str()) == 0 || errno == EEXIST);
+  if (written && !linked) error = errno;
+  ::unlink(temporary.c_str());
+  return linked;
+}
+
+bool deriveSivKey(const Key& master, Key& sivKey) {
+  static const unsigned char kInfo[] = "inetmgr AES-256-SIV v1";
+  std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)> ctx(EVP_PKEY_CTX_new_id(EVP_PKEY_HKDF, nullptr),
+                                                                  &EVP_PKEY_CTX_free);
+  sivKey.assign(kSivKeySize, 0);
+  std::size_t length = sivKey.size();
+  return ctx && EVP_PKEY_derive_init(ctx.get()) > 0 && EVP_PKEY_CTX_set_hkdf_md(ctx.get(), EVP_sha256()) > 0 &&
+         EVP_PKEY_CTX_set1_hkdf_key(ctx.get(), master.data(), static_cast<int>(master.size())) > 0 &&
+         EVP_PKEY_CTX_add1_hkdf_info(ctx.get(), kInfo, static_cast<int>(sizeof kInfo - 1)) > 0 &&
+         EVP_PKEY_derive(ctx.get(), sivKey.data(), &length) > 0 && length == kSivKeySize;
+}
+
+// The derived key of each key file, kept for the life of the process so that a
+// password does not cost a file read.
+std::mutex g_keyCacheMutex;
+std::map<std::string, Key>& keyCache() {
+  static auto* cache = new std::map<std::string, Key>();
+  return *cache;
+}
+
+bool sivKeyFor(const std::string& path, Key& sivKey) {
+  std::lock_guard<std::mutex> guard(g_keyCacheMutex);
+  const auto cached = keyCache().find(path);
+  if (cached != keyCache().end()) {
+    sivKey = cached->second;
+    return true;
+  }
+  Key master;
+  KeyWiper wiper{master};
+  int error = 0;
+  if (!readKeyFile(path, master, error)) {
+    if (error != ENOENT) {
+      logError(kTag, L"Cannot read encryption key " + fromUtf8(path) + L": " + errnoText(error));
+      return false;
+    }
+    if (!createKeyFile(path, error) || !readKeyFile(path, master, error)) {
+      logError(kTag, L"Cannot create encryption key " + fromUtf8(path) + L": " + errnoText(error));
+      return false;
+    }
+  }
+  if (!deriveSivKey(master, sivKey)) {
+    logError(kTag, L"Key derivation failed");
+    return false;
+  }
+  keyCache()[path] = sivKey;
+  return true;
+}
+
+const EVP_CIPHER* sivCipher() {
+  static EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "AES-256-SIV", nullptr);
+  return cipher;
+}
+
+using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
+
+class AesSivEncryption final : public IEncryption {
+ public:
+  explicit AesSivEncryption(Key key) : key_(std::move(key)) {}
+  ~AesSivEncryption() override { OPENSSL_cleanse(key_.data(), key_.size()); }
+
+  bool encrypt(const CryptBuffer& in, CryptBuffer& out) override {
+    out.clear();
+    if (in.empty()) return false;
+    CipherContext ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    if (!ctx || sivCipher() == nullptr ||
+        EVP_EncryptInit_ex2(ctx.get(), sivCipher(), key_.data(), nullptr, nullptr) != 1) {
+      return false;
+    }
+    CryptBuffer result(kTagSize + in.size());
+    int length = 0;
+    int finalLength = 0;
+    // SIV takes the whole message in one update.
+    if (EVP_EncryptUpdate(ctx.get(), result.data() + kTagSize, &length, in.data(), static_cast<int>(in.size())) !=
+            1 ||
+        EVP_EncryptFinal_ex(ctx.get(), result.data() + kTagSize + length, &finalLength) != 1 ||
+        EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(kTagSize), result.data()) != 1 ||
+        static_cast<std::size_t>(length + finalLength) != in.size()) {
+      return false;
+    }
+    out.swap(result);
+    return true;
+  }
+
+  bool decrypt(const CryptBuffer& in, CryptBuffer& out) override {
+    out.clear();
+    if (in.size() <= kTagSize) return false;
+    CipherContext ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    CryptBuffer tag(in.begin(), in.begin() + kTagSize);
+    if (!ctx || sivCipher() == nullptr ||
+        EVP_DecryptInit_ex2(ctx.get(), sivCipher(), key_.data(), nullptr, nullptr) != 1 ||
+        EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(kTagSize), tag.data()) != 1) {
+      return false;
+    }
+    CryptBuffer result(in.size() - kTagSize + 1);
+    int length = 0;
+    int finalLength = 0;
+    const bool ok = EVP_DecryptUpdate(ctx.get(), result.data(), &length, in.data() + kTagSize,
+                                      static_cast<int>(in.size() - kTagSize)) == 1 &&
+                    EVP_DecryptFinal_ex(ctx.get(), result.data() + length, &finalLength) == 1;
+    if (!ok) {
+      OPENSSL_cleanse(result.data(), result.size());
+      return false;
+    }
+    result.resize(static_cast<std::size_t>(length + finalLength));
+    out.swap(result);
+    return true;
+  }
+
+  bool encryptText(const std::wstring& plain, std::wstring& documentText) override {
+    documentText.clear();
+    if (plain.empty()) return true;
+    const std::string utf8 = toUtf8(plain);
+    CryptBuffer cipher;
+    if (!encrypt(CryptBuffer(utf8.begin(), utf8.end()), cipher)) return false;
+    std::string encoded(4 * ((cipher.size() + 2) / 3) + 1, '\0');
+    const int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()), cipher.data(),
+                                  static_cast<int>(cipher.size()));
+    encoded.resize(static_cast<std::size_t>(n));
+    documentText = fromUtf8(encoded);
+    return true;
+  }
+
+  bool decryptText(const std::wstring& documentText, std::wstring& plain) override {
+    plain.clear();
+    std::string encoded;
+    for (wchar_t c : documentText) {
+      if (c == L' ' || c == L'\t' || c == L'\r' || c == L'\n') continue;
+      if (c > 0x7F) return false;
+      encoded.push_back(static_cast<char>(c));
+    }
+    if (encoded.empty()) return true;
+    if (encoded.size() % 4 != 0) return false;
+    CryptBuffer cipher(encoded.size() / 4 * 3);
+    const int n = EVP_DecodeBlock(cipher.data(), reinterpret_cast<const unsigned char*>(encoded.data()),
+                                  static_cast<int>(encoded.size()));
+    if (n < 0) return false;
+    // EVP_DecodeBlock keeps the zero bytes that stand for '=' padding.
+    std::size_t size = static_cast<std::size_t>(n);
+    for (std::size_t i = encoded.size(); i > 0 && encoded[i - 1] == '=' && size > 0; --i) --size;
+    cipher.resize(size);
+    CryptBuffer bytes;
+    if (!decrypt(cipher, bytes)) return false;
+    plain = fromUtf8(std::string(bytes.begin(), bytes.end()));
+    OPENSSL_cleanse(bytes.data(), bytes.size());
+    return true;
+  }
+
+ private:
+  Key key_;
+};
+
+}  // namespace
+
+CryptShim* CryptShim::instance() {
+  static CryptShim shim;
+  return &shim;
+}
+
+std::wstring CryptShim::keyFilePath() {
+  return IConfiguration::GetConfiguration()->GetFrameworkDataDirectory() + L"/etc/inetmgr.key";
+}
+
+IEncryption* CryptShim::create_encryption_object(int type) {
+  if (type != kEncryptionTypeAesSiv) {
+    logError(kTag, L"Unknown encryption type " + std::to_wstring(type));
+    return nullptr;
+  }
+  Key key;
+  if (!sivKeyFor(toUtf8(keyFilePath()), key)) return nullptr;
+  return new AesSivEncryption(std::move(key));
+}
+
+void CryptShim::destroy_encryption_object(IEncryption* object) { delete object; }
+
+bool ACryptWrap::decrypt_data(const CryptBuffer& in, CryptBuffer& out) {
+  const std::size_t headerSize = sizeof kEncryptedDocumentHeader - 1;
+  if (in.size() < headerSize || std::memcmp(in.data(), kEncryptedDocumentHeader, headerSize) != 0) {
+    out = in;
+    return true;
+  }
+  out.clear();
+  IEncryption* encryption = CryptShim::instance()->create_encryption_object(kEncryptionTypeAesSiv);
+  if (encryption == nullptr) return false;
+  const bool ok = encryption->decrypt(CryptBuffer(in.begin() + static_cast<long>(headerSize), in.end()), out);
+  CryptShim::instance()->destroy_encryption_object(encryption);
+  if (!ok) logError(kTag, L"Encrypted document does not decrypt under this machine's key");
+  return ok;
+}
+
+bool ACryptWrap::encrypt_data(const CryptBuffer& in, CryptBuffer& out) {
+  out.clear();
+  IEncryption* encryption = CryptShim::instance()->create_encryption_object(kEncryptionTypeAesSiv);
+  if (encryption == nullptr) return false;
+  CryptBuffer cipher;
+  const bool ok = encryption->encrypt(in, cipher);
+  CryptShim::instance()->destroy_encryption_object(encryption);
+  if (!ok) return false;
+  out.assign(kEncryptedDocumentHeader, kEncryptedDocumentHeader + sizeof kEncryptedDocumentHeader - 1);
+  out.insert(out.end(), cipher.begin(), cipher.end());
+  return true;
+}
+
+}  // namespace corvane_com::zel::platform

@@ -1,0 +1,96 @@
+// Result codes: the error rule, the text table and its one-time fill, and the
+// carriers that take codes to the public boundary.
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/result_exceptions.h"
+#include "support/log_capture.h"
+
+namespace im = corvane_com::zel::inetmgr;
+using im::LogLevel;
+using im::ResultCode;
+
+TEST(ResultCode, OnlyNegativeCodesAreErrors) {
+  EXPECT_TRUE(im::isCodeError(im::rcUnexpected));
+  EXPECT_TRUE(im::isCodeError(im::rcShutDown));
+  EXPECT_FALSE(im::isCodeError(im::rcSuccess));
+  EXPECT_FALSE(im::isCodeError(im::rcEndOfList));
+  EXPECT_FALSE(im::isCodeError(im::rcSiteDisabled));
+  EXPECT_FALSE(im::isCodeError(im::rcXoInetStatus));
+}
+
+TEST(ResultCode, EveryCodeButShutdownHasItsOwnStableText) {
+  std::vector<std::wstring> seen;
+  for (int code = -13; code <= 5; ++code) {
+    const wchar_t* text = im::getErrorText(static_cast<ResultCode>(code), true);
+    ASSERT_NE(text, nullptr) << code;
+    EXPECT_NE(std::wstring(text), L"") << code;
+    EXPECT_EQ(text, im::getErrorText(static_cast<ResultCode>(code), false)) << "same pointer for " << code;
+    for (const auto& other : seen) EXPECT_NE(other, text) << code;
+    seen.push_back(text);
+  }
+  EXPECT_STREQ(im::getErrorText(im::rcSuccess, false), L"The call to Internet Manager was successful.");
+  EXPECT_STREQ(im::getErrorText(im::rcUnexpected, false),
+               L"An unexpected error encounterd during a call into Internet Manager.");
+}
+
+TEST(ResultCode, CodesWithoutTextGiveEmptyOrNull) {
+  for (int code : {-14, -15, 6}) {
+    EXPECT_STREQ(im::getErrorText(static_cast<ResultCode>(code), false), L"") << code;
+    EXPECT_EQ(im::getErrorText(static_cast<ResultCode>(code), true), nullptr) << code;
+  }
+}
+
+TEST(ResultCode, ConcurrentFirstLookupsAllSeeTheFilledTable) {
+  // Each thread's first lookup may be the one that fills the table.
+  std::vector<std::thread> threads;
+  std::vector<const wchar_t*> results(16, nullptr);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    threads.emplace_back([&results, i] { results[i] = im::getErrorText(im::rcNotFound, true); });
+  }
+  for (auto& t : threads) t.join();
+  for (const wchar_t* text : results) {
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text, L"A requested item was not found in Internet Manager.");
+  }
+}
+
+TEST(SiteImplExcept, TextAppendsTheParentErrorOnlyWhenThereIsOne) {
+  im::SiteImplExcept withParent(im::rcPathError, L"x", corvane_com::zel::xoInet::rcNoError);
+  EXPECT_EQ(withParent.getText(),
+            std::wstring(im::getErrorText(im::rcPathError, false)) + L" [Parent error: x]");
+  im::SiteImplExcept bare(im::rcPathError);
+  EXPECT_EQ(bare.getText(), im::getErrorText(im::rcPathError, false));
+}
+
+TEST(SiteImplExcept, TransferNotFoundBecomesNotFoundAndIsLoggedAsDetail) {
+  inetmgr_test::LogCapture log;
+  im::SiteImplExcept notFound(im::rcXoInetError, L"", static_cast<corvane_com::zel::xoInet::xoInetError>(-5));
+  corvane_com::zel::xoInet::xoInetError carried = corvane_com::zel::xoInet::rcNoError;
+  EXPECT_EQ(im::doSiteExceptCatch(notFound, carried), im::rcNotFound);
+  EXPECT_EQ(carried, -5);
+  EXPECT_EQ(log.count(LogLevel::Detail, notFound.getText()), 1);
+
+  im::SiteImplExcept failure(im::rcXoInetError, L"", static_cast<corvane_com::zel::xoInet::xoInetError>(-7));
+  EXPECT_EQ(im::doSiteExceptCatch(failure), im::rcXoInetError);
+  EXPECT_EQ(log.count(LogLevel::Error, failure.getText()), 1);
+}
+
+TEST(NetConnException, CheckCodeThrowsForEveryCodeButSuccessAndTheCatchLogsByKind) {
+  inetmgr_test::LogCapture log;
+  EXPECT_NO_THROW(im::checkCode(im::rcSuccess));
+  try {
+    im::checkCode(im::rcEndOfList);
+    FAIL() << "rcEndOfList must throw";
+  } catch (im::NetConnException& e) {
+    EXPECT_EQ(im::doNetConnExceptCatch(e), im::rcEndOfList);
+  }
+  EXPECT_EQ(log.count(LogLevel::InternalError, im::getErrorText(im::rcEndOfList, false)), 1);
+  EXPECT_EQ(log.count(LogLevel::Error, im::getErrorText(im::rcEndOfList, false)), 0);
+
+  im::NetConnException badArgument(im::rcBadArgument);
+  EXPECT_EQ(im::doNetConnExceptCatch(badArgument), im::rcBadArgument);
+  EXPECT_EQ(log.count(LogLevel::Error, im::getErrorText(im::rcBadArgument, false)), 1);
+}

@@ -1,0 +1,152 @@
+// The crypto service: key file creation, determinism, authentication, the
+// document form of passwords and whole-document encryption.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "platform/crypto.h"
+#include "platform/files.h"
+#include "support/data_dir.h"
+
+namespace pf = corvane_com::zel::platform;
+using pf::CryptBuffer;
+
+namespace {
+
+struct Encryption {
+  pf::IEncryption* object = pf::CryptShim::instance()->create_encryption_object(pf::kEncryptionTypeAesSiv);
+  ~Encryption() { pf::CryptShim::instance()->destroy_encryption_object(object); }
+  pf::IEncryption* operator->() const { return object; }
+};
+
+CryptBuffer bytes(const std::string& text) { return CryptBuffer(text.begin(), text.end()); }
+
+}  // namespace
+
+TEST(Crypto, FirstUseCreatesAPrivate256BitKeyFile) {
+  inetmgr_test::ScopedDataDir data;
+  Encryption encryption;
+  ASSERT_NE(encryption.object, nullptr);
+  struct stat info {};
+  ASSERT_EQ(::stat(data.dir().file("etc/inetmgr.key").c_str(), &info), 0);
+  EXPECT_EQ(info.st_size, 32);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(pf::CryptShim::instance()->create_encryption_object(7), nullptr);
+}
+
+TEST(Crypto, EncryptionIsDeterministicWithSixteenBytesOfOverhead) {
+  inetmgr_test::ScopedDataDir data;
+  Encryption encryption;
+  CryptBuffer first;
+  CryptBuffer second;
+  CryptBuffer other;
+  ASSERT_TRUE(encryption->encrypt(bytes("password"), first));
+  ASSERT_TRUE(encryption->encrypt(bytes("password"), second));
+  ASSERT_TRUE(encryption->encrypt(bytes("passwore"), other));
+  EXPECT_EQ(first, second);
+  EXPECT_NE(first, other);
+  EXPECT_EQ(first.size(), 8 + pf::kCipherOverhead);
+  CryptBuffer plain;
+  ASSERT_TRUE(encryption->decrypt(first, plain));
+  EXPECT_EQ(plain, bytes("password"));
+  CryptBuffer empty{1};
+  EXPECT_FALSE(encryption->encrypt(CryptBuffer(), empty));
+  EXPECT_TRUE(empty.empty());
+}
+
+TEST(Crypto, TamperedTruncatedOrForeignCiphertextNeverDecrypts) {
+  CryptBuffer cipher;
+  {
+    inetmgr_test::ScopedDataDir data;
+    Encryption encryption;
+    ASSERT_TRUE(encryption->encrypt(bytes("a secret of some length"), cipher));
+    CryptBuffer plain{1, 2, 3};
+    for (std::size_t i = 0; i < cipher.size(); ++i) {
+      CryptBuffer flipped = cipher;
+      flipped[i] ^= 0x01;
+      EXPECT_FALSE(encryption->decrypt(flipped, plain)) << "flipped byte " << i;
+      EXPECT_TRUE(plain.empty());
+    }
+    for (std::size_t length = 0; length < cipher.size(); ++length) {
+      EXPECT_FALSE(encryption->decrypt(CryptBuffer(cipher.begin(), cipher.begin() + length), plain)) << length;
+    }
+  }
+  inetmgr_test::ScopedDataDir otherMachine;
+  Encryption encryption;
+  CryptBuffer plain;
+  EXPECT_FALSE(encryption->decrypt(cipher, plain));
+}
+
+TEST(Crypto, ProcessesStartingTogetherAgreeOnOneKey) {
+  inetmgr_test::ScopedDataDir data;
+  const std::string results = data.dir().file("results");
+  constexpr int kProcesses = 6;
+  for (int i = 0; i < kProcesses; ++i) {
+    if (::fork() == 0) {
+      Encryption encryption;
+      CryptBuffer cipher;
+      if (encryption.object == nullptr || !encryption->encrypt(bytes("same"), cipher)) ::_exit(1);
+      std::ofstream out(results + std::to_string(i), std::ios::binary);
+      out.write(reinterpret_cast<const char*>(cipher.data()), static_cast<std::streamsize>(cipher.size()));
+      ::_exit(out ? 0 : 1);
+    }
+  }
+  for (int i = 0; i < kProcesses; ++i) {
+    int status = 0;
+    ::wait(&status);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  CryptBuffer first;
+  ASSERT_TRUE(pf::AFile::read(data.dir().wfile("results0"), first));
+  for (int i = 1; i < kProcesses; ++i) {
+    CryptBuffer other;
+    ASSERT_TRUE(pf::AFile::read(data.dir().wfile("results" + std::to_string(i)), other));
+    EXPECT_EQ(other, first) << "process " << i << " used another key";
+  }
+}
+
+TEST(Crypto, AnUnreadableKeyGivesNoEncryptionObject) {
+  inetmgr_test::ScopedDataDir data;
+  ASSERT_TRUE(pf::makeDirectories(data.dir().wfile("etc")));
+  ASSERT_TRUE(pf::AFile::write(data.dir().wfile("etc/inetmgr.key"), std::string("too short")));
+  EXPECT_EQ(pf::CryptShim::instance()->create_encryption_object(pf::kEncryptionTypeAesSiv), nullptr);
+}
+
+TEST(Crypto, DocumentTextOfAPasswordRoundTrips) {
+  inetmgr_test::ScopedDataDir data;
+  Encryption encryption;
+  std::wstring text;
+  ASSERT_TRUE(encryption->encryptText(L"p\u00e4ss w\u00f6rd \U0001F511", text));
+  EXPECT_EQ(text.find_first_not_of(L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/="),
+            std::wstring::npos);
+  std::wstring plain;
+  ASSERT_TRUE(encryption->decryptText(L" " + text + L"\n", plain));
+  EXPECT_EQ(plain, L"p\u00e4ss w\u00f6rd \U0001F511");
+  EXPECT_FALSE(encryption->decryptText(L"not base64!", plain));
+  EXPECT_FALSE(encryption->decryptText(text.substr(0, text.size() - 4), plain));
+  EXPECT_TRUE(plain.empty());
+  EXPECT_TRUE(encryption->encryptText(L"", text));
+  EXPECT_EQ(text, L"");
+  EXPECT_TRUE(encryption->decryptText(L"", plain));
+  EXPECT_EQ(plain, L"");
+}
+
+TEST(Crypto, EncryptedDocumentsDecryptAndPlainOnesPassThrough) {
+  inetmgr_test::ScopedDataDir data;
+  const CryptBuffer document = bytes("<SiteLists/>");
+  CryptBuffer stored;
+  ASSERT_TRUE(pf::ACryptWrap::encrypt_data(document, stored));
+  EXPECT_NE(stored, document);
+  CryptBuffer out;
+  ASSERT_TRUE(pf::ACryptWrap::decrypt_data(stored, out));
+  EXPECT_EQ(out, document);
+  ASSERT_TRUE(pf::ACryptWrap::decrypt_data(document, out));
+  EXPECT_EQ(out, document);
+  stored.back() ^= 0x80;
+  EXPECT_FALSE(pf::ACryptWrap::decrypt_data(stored, out));
+}
