@@ -1,0 +1,112 @@
+// Slash rewriting, the file-name rule of each protocol and change detection
+// with FileStat on real files.
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "core/file_stat.h"
+#include "core/path_utils.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using namespace corvane_com::zel::inetmgr;
+namespace fs = std::filesystem;
+
+void writeFile(const std::string& path, const std::string& contents) { std::ofstream(path) << contents; }
+
+TEST(PathUtils, BackSlashesBecomeForwardSlashesAndOtherTextIsKept) {
+  EXPECT_EQ(L"srv/share/file.txt", changeBackToForwardSlashW(L"srv\\share\\file.txt"));
+  EXPECT_EQ("srv/share/file.txt", changeBackToForwardSlash(L"srv\\share\\file.txt"));
+  EXPECT_EQ(L"/already/forward", changeBackToForwardSlashW(L"/already/forward"));
+  EXPECT_EQ(L"/a/b/c.txt", toRemoteNativePathString(fs::path("/a/b/c.txt"), ProtocolType::Unc));
+}
+
+TEST(PathUtils, EachProtocolGetsItsNameRuleAndOtherValuesGetNone) {
+  for (int type = ProtocolType::Ftp; type <= ProtocolType::SuperAgent; ++type) {
+    const NameChecker check = findNameChecker(static_cast<ProtocolType::Types>(type));
+    ASSERT_NE(nullptr, check) << type;
+    EXPECT_TRUE(check("Catalog_2.z") && !check("with space") && !check("-flag")) << type;
+  }
+  const NameChecker unc = findNameChecker(ProtocolType::Unc);
+  ASSERT_NE(nullptr, unc);
+  EXPECT_TRUE(unc("with space") && unc(".."));
+  EXPECT_FALSE(unc("a:b") || unc("trailing."));
+  const NameChecker local = findNameChecker(ProtocolType::Local);
+  ASSERT_NE(nullptr, local);
+  EXPECT_TRUE(local("a:b?") && !local(""));
+  EXPECT_EQ(nullptr, findNameChecker(static_cast<ProtocolType::Types>(-1)));
+  EXPECT_EQ(nullptr, findNameChecker(static_cast<ProtocolType::Types>(7)));
+
+  EXPECT_TRUE(checkPathNames("/repo/current/", findNameChecker(ProtocolType::Http)));
+  EXPECT_FALSE(checkPathNames("/repo/bad name/Catalog.z", findNameChecker(ProtocolType::Http)));
+  EXPECT_TRUE(checkPathNames("/repo/bad name", nullptr));
+}
+
+TEST(FileStat, EqualTimeAndSizeCompareEqualWhateverThePath) {
+  inetmgr_test::TempDir dir;
+  writeFile(dir.file("one.xml"), "12345");
+  writeFile(dir.file("two.xml"), "abcde");
+  const auto time = fs::last_write_time(dir.file("one.xml")) - std::chrono::hours(2);
+  fs::last_write_time(dir.file("one.xml"), time);
+  fs::last_write_time(dir.file("two.xml"), time);
+  FileStat one, two;
+  one.setFile(fs::path(dir.file("one.xml")));
+  two.setFile(dir.wfile("two.xml"));
+  one.refresh();
+  two.refresh();
+  EXPECT_TRUE(one == two && !(one != two));
+
+  writeFile(dir.file("two.xml"), "abcdef");
+  fs::last_write_time(dir.file("two.xml"), time);
+  two.refresh();
+  EXPECT_TRUE(one != two) << "a size change alone must count";
+}
+
+TEST(FileStat, RefreshReadsTheFilesModificationTime) {
+  inetmgr_test::TempDir dir;
+  writeFile(dir.file("SiteList.xml"), "<x/>");
+  FileStat stat;
+  stat.setFile(dir.wfile("SiteList.xml"));
+  stat.refresh();
+  EXPECT_NEAR(static_cast<double>(std::time(nullptr)), stat.getLastModified(), 600.0);
+
+  const FileStat before = stat;
+  fs::last_write_time(dir.file("SiteList.xml"), fs::last_write_time(dir.file("SiteList.xml")) - std::chrono::hours(1));
+  stat.refresh();
+  EXPECT_EQ(before.getLastModified() - 3600, stat.getLastModified());
+}
+
+TEST(FileStat, RefreshOfAResetStatLeavesItAtZeroWithoutTouchingTheFileSystem) {
+  inetmgr_test::TempDir dir;
+  writeFile(dir.file("gone.xml"), "content");
+  FileStat stat;
+  stat.setFile(std::wstring(dir.wfile("gone.xml")));
+  stat.refresh();
+  ASSERT_NE(0, stat.getLastModified());
+  stat.reset();
+  fs::remove(dir.file("gone.xml"));
+  EXPECT_NO_THROW(stat.refresh());
+  EXPECT_TRUE(stat == FileStat() && stat.getFilename().empty());
+}
+
+TEST(FileStat, RefreshOfAMissingFileThrowsTheFileSystemErrorWithItsErrno) {
+  inetmgr_test::TempDir dir;
+  FileStat stat;
+  // Back-slashes in a wide path are separators.
+  stat.setFile(dir.path().wstring() + L"\\missing.xml");
+  EXPECT_EQ(dir.wfile("missing.xml"), stat.getFilename());
+  try {
+    stat.refresh();
+    ADD_FAILURE() << "refresh of a missing file must throw";
+  } catch (const fs::filesystem_error& e) {
+    EXPECT_EQ(ENOENT, e.code().value());
+  }
+}
+
+}  // namespace
