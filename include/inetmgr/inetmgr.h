@@ -5,8 +5,10 @@
 
 #include "inetmgr/export.h"
 #include "inetmgr/log_sink.h"
+#include "inetmgr/progress.h"
 #include "inetmgr/result_code.h"
 #include "inetmgr/secure_string.h"
+#include "inetmgr/site.h"
 #include "inetmgr/site_types.h"
 #include "inetmgr/sitelist_schema.h"
 #include "inetmgr/xoinet.h"
