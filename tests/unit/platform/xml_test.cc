@@ -1,0 +1,215 @@
+// The XML DOM facade: walking a parsed site list, refusing hostile or broken
+// input with a reason, building and printing documents, reading files.
+#include "platform/xml.h"
+
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/files.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using corvane_com::zel::platform::AdvXMLParser;
+using corvane_com::zel::platform::ByteBuffer;
+using Element = AdvXMLParser::Element;
+
+ByteBuffer bytes(const std::string& text) {
+  return ByteBuffer(text.begin(), text.end());
+}
+
+std::wstring dataFile(const char* name) {
+  const std::string path = std::string(INETMGR_XML_TEST_DATA) + "/" + name;
+  return std::wstring(path.begin(), path.end());
+}
+
+template <typename Range>
+std::vector<std::wstring> names(const Range& nodes) {
+  std::vector<std::wstring> result;
+  for (const AdvXMLParser::Node& node : nodes) result.push_back(node.GetName());
+  return result;
+}
+
+// Parses `text` and returns the parser's message; empty when it was accepted.
+std::wstring parseError(const std::string& text) {
+  AdvXMLParser parser;
+  AdvXMLParser::Document document;
+  const bool parsed = parser.ParseXML(bytes(text), document);
+  EXPECT_EQ(parsed, document.GetRoot().IsNull() == false) << text;
+  EXPECT_EQ(parsed, parser.GetLastXmlErrorMessage().empty()) << text;
+  return parser.GetLastXmlErrorMessage();
+}
+
+TEST(AdvXMLParser, WalksASiteListByNameIndexAttributesAndTextKeepingNonAsciiText) {
+  AdvXMLParser parser;
+  ByteBuffer buffer;
+  ASSERT_TRUE(parser.ReadBufferFromFileNoExp(dataFile("site_list.xml"), buffer, nullptr));
+  AdvXMLParser::Document document;
+  ASSERT_TRUE(parser.ParseXML(buffer, document)) << parser.GetLastXmlErrorMessage();
+
+  const Element root = document.GetRoot();
+  EXPECT_EQ(root.GetName(), L"SiteLists");
+  EXPECT_EQ(root.GetAttribute(L"LocalVersion").GetValue(), L"7");
+  EXPECT_TRUE(root.GetAttribute(L"localversion").IsNull());
+  EXPECT_TRUE(root.GetElement(L"sitelist").IsNull());
+
+  const Element list = root.GetElement(L"SiteList");
+  const Element second = list.GetElement(L"HttpSite", 1);
+  EXPECT_EQ(second.GetAttribute(L"Name").GetValue(), L"Fallback & more");
+  EXPECT_TRUE(list.GetElement(L"HttpSite", 2).IsNull());
+
+  EXPECT_EQ(names(list.GetChildElements()),
+            (std::vector<std::wstring>{L"HttpSite", L"ProxyConfigList", L"HttpSite"}));
+
+  const Element first = list.GetElement(L"HttpSite");
+  EXPECT_EQ(names(first.GetAttributes()),
+            (std::vector<std::wstring>{L"Type", L"Name", L"Order", L"Enabled"}));
+  EXPECT_EQ(std::next(first.GetAttributes().begin())->GetValue(), L"Zürich Master");
+  EXPECT_EQ(first.GetElement(L"RelativePath").GetValue(), L"/repo/東京");
+  EXPECT_EQ(root.GetElement(L"CABundle").GetElement(L"Certificate").GetValue(), L"MIIBab<c>😀Ω");
+
+  const Element absent = root.GetElement(L"Policies");
+  EXPECT_TRUE(absent.GetChildElements().empty() && absent.GetAttributes().empty());
+  EXPECT_EQ(absent.GetName() + absent.GetValue() + absent.GetAttribute(L"x").GetValue(), L"");
+}
+
+TEST(AdvXMLParser, MalformedDocumentIsReportedWithDescriptionAndTheByteOffsetOfTheFault) {
+  AdvXMLParser parser;
+  AdvXMLParser::Document document = AdvXMLParser::Document::CreateWithRoot(L"Kept");
+  const std::string text = "<SiteLists>\n\t<SiteList>\n</SiteLists>";
+  ASSERT_FALSE(parser.ParseXML(bytes(text), document));
+
+  const std::wstring message = parser.GetLastXmlErrorMessage();
+  EXPECT_NE(message.find(L"mismatch"), std::wstring::npos) << message;
+  const std::wstring marker = L"byte offset ";
+  ASSERT_NE(message.find(marker), std::wstring::npos) << message;
+  const std::size_t offset = std::stoul(message.substr(message.find(marker) + marker.size()));
+  EXPECT_GE(offset, text.rfind("</"));
+  EXPECT_LE(offset, text.size());
+  EXPECT_EQ(document.GetRoot().GetName(), L"Kept");
+}
+
+TEST(AdvXMLParser, DocumentTypeDeclarationsAreRefusedInsteadOfExpanded) {
+  const std::string billionLaughs =
+      "<?xml version=\"1.0\"?>\n<!DOCTYPE lolz [\n <!ENTITY lol \"lol\">\n"
+      " <!ENTITY lol1 \"&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;\">\n"
+      " <!ENTITY lol2 \"&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;&lol1;\">\n"
+      "]>\n<lolz>&lol2;</lolz>";
+  const std::string externalEntity =
+      "<!DOCTYPE SiteLists [<!ENTITY secret SYSTEM \"file:///etc/passwd\">]>"
+      "<SiteLists GlobalVersion=\"&secret;\"/>";
+  for (const std::string& text : {billionLaughs, externalEntity, std::string("<a/><!DOCTYPE a>")}) {
+    EXPECT_NE(parseError(text).find(L"DOCTYPE"), std::wstring::npos) << text;
+  }
+  EXPECT_NE(parseError("<a><!DOCTYPE a></a>"), L"");
+}
+
+TEST(AdvXMLParser, InputThatIsNotOneWellFormedUtf8DocumentIsRefusedWithAReason) {
+  const std::string bom = "\xEF\xBB\xBF";
+  EXPECT_NE(parseError("").find(L"empty"), std::wstring::npos);
+  for (const std::string& text :
+       {std::string(" \n\t"), bom, std::string("<SiteLists><SiteList Name=\"trunc")}) {
+    EXPECT_NE(parseError(text), L"");
+  }
+  EXPECT_NE(parseError("<a/><b/>").find(L"more than one root"), std::wstring::npos);
+  EXPECT_NE(parseError(std::string("\x7F\x45LF\x02\x01\x01\0\0\0", 10)), L"");
+
+  // Latin-1, overlong forms of '/' and of U+0800, a UTF-16 surrogate, a
+  // code point above U+10FFFF, and a cut sequence.
+  const std::string notUtf8[] = {"<a>\xFCrich</a>",     "<a>\xC0\xAF</a>",         "<a>\xE0\x9F\xBF</a>",
+                                 "<a>\xED\xA0\x80</a>", "<a>\xF4\x90\x80\x80</a>", "<a>\xE6\x9D"};
+  for (const std::string& text : notUtf8) {
+    const std::wstring message = parseError(text);
+    EXPECT_NE(message.find(L"not valid UTF-8 at byte offset 3"), std::wstring::npos) << message;
+  }
+  EXPECT_NE(parseError(std::string("<a/>\0", 5)).find(L"NUL byte at byte offset 4"), std::wstring::npos);
+  EXPECT_EQ(parseError(bom + "<a>\xF0\x9F\x98\x80</a>"), L"");
+}
+
+TEST(AdvXMLParser, DeeplyNestedDocumentsParseWalkAndPrintWithoutExhaustingTheStack) {
+  const std::size_t depth = 200000;
+  std::string text;
+  for (std::size_t i = 0; i < depth; ++i) text += "<e>";
+  for (std::size_t i = 0; i < depth; ++i) text += "</e>";
+  AdvXMLParser parser;
+  AdvXMLParser::Document document;
+  ASSERT_TRUE(parser.ParseXML(bytes(text), document)) << parser.GetLastXmlErrorMessage();
+
+  std::size_t levels = 0;
+  for (Element e = document.GetRoot(); !e.IsNull(); e = e.GetElement(L"e")) ++levels;
+  EXPECT_EQ(levels, depth);
+  EXPECT_NE(document.ToText(L"").find("<e />"), std::string::npos);
+}
+
+TEST(AdvXMLParserDocument, BuiltDocumentPrintsTabIndentedUtf8AndReparsesToTheSameValues) {
+  auto document =
+      std::make_shared<AdvXMLParser::Document>(AdvXMLParser::Document::CreateWithRoot(L"SiteLists"));
+  Element root = document->GetRoot();
+  root.CreateAttribute(L"GlobalVersion", L"1");
+  root.CreateAttribute(L"xmlns:xsi", L"http://www.w3.org/2001/XMLSchema-instance");
+  root.CreateAttribute(L"GlobalVersion", L"2 <\"&'>\t");
+  Element site = root.AddElement(L"SiteList").AddElement(L"HttpSite");
+  site.AddElementInto(L"RelativePath", L"/Zürich/東京 & <😀>");
+  site.AddElementInto(L"Password", L"").CreateAttribute(L"Encrypted", L"1");
+
+  AdvXMLParser::Document moved = std::move(*document);
+  EXPECT_EQ(moved.GetRoot(), root);
+  const std::string text = moved.ToText(L"\t");
+  EXPECT_EQ(text.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SiteLists ", 0), 0u) << text;
+  EXPECT_NE(text.find("\n\t<SiteList>\n\t\t<HttpSite>\n\t\t\t<RelativePath>"), std::string::npos) << text;
+  EXPECT_NE(text.find("\xC3\xBC"), std::string::npos) << "non-ASCII text is written as UTF-8";
+
+  AdvXMLParser parser;
+  AdvXMLParser::Document reread;
+  ASSERT_TRUE(parser.ParseXML(bytes(text), reread)) << parser.GetLastXmlErrorMessage();
+  const Element again = reread.GetRoot();
+  EXPECT_EQ(names(again.GetAttributes()), (std::vector<std::wstring>{L"GlobalVersion", L"xmlns:xsi"}));
+  EXPECT_EQ(again.GetAttribute(L"GlobalVersion").GetValue(), L"2 <\"&'>\t");
+  const Element reSite = again.GetElement(L"SiteList").GetElement(L"HttpSite");
+  EXPECT_EQ(reSite.GetElement(L"RelativePath").GetValue(), L"/Zürich/東京 & <😀>");
+  EXPECT_EQ(reSite.GetElement(L"Password").GetAttribute(L"Encrypted").GetValue(), L"1");
+}
+
+TEST(AdvXMLParser, ReadBufferFromFileNoExpReportsUnreadableFilesAndFailingHooksAndAppliesTheHook) {
+  inetmgr_test::TempDir directory;
+  AdvXMLParser parser;
+  ByteBuffer buffer = {'o', 'l', 'd'};
+  const std::wstring missing = directory.wfile("missing.xml");
+  EXPECT_FALSE(parser.ReadBufferFromFileNoExp(missing, buffer, nullptr));
+  EXPECT_TRUE(buffer.empty());
+  EXPECT_NE(parser.GetLastXmlErrorMessage().find(missing + L": No such file"), std::wstring::npos)
+      << parser.GetLastXmlErrorMessage();
+
+  const std::wstring stored = directory.wfile("stored.xml");
+  ASSERT_TRUE(corvane_com::zel::platform::AFile::write(stored, std::string(">/a<")));
+  const AdvXMLParser::DecryptHook reverse = [](const ByteBuffer& in, ByteBuffer& out) {
+    out.assign(in.rbegin(), in.rend());
+    return true;
+  };
+  ASSERT_TRUE(parser.ReadBufferFromFileNoExp(stored, buffer, reverse));
+  EXPECT_EQ(buffer, bytes("<a/>"));
+  EXPECT_EQ(parser.GetLastXmlErrorMessage(), L"");
+  ASSERT_TRUE(parser.ReadBufferFromFileNoExp(stored, buffer, nullptr));
+  EXPECT_EQ(buffer, bytes(">/a<"));
+
+  const AdvXMLParser::DecryptHook refuse = [](const ByteBuffer&, ByteBuffer& out) {
+    out = {'x'};  // a half-written result must not leak out
+    return false;
+  };
+  const AdvXMLParser::DecryptHook throwing = [](const ByteBuffer&, ByteBuffer&) -> bool {
+    throw std::runtime_error("bad key");
+  };
+  for (AdvXMLParser::DecryptHook hook : {refuse, throwing}) {
+    EXPECT_FALSE(parser.ReadBufferFromFileNoExp(stored, buffer, hook));
+    EXPECT_TRUE(buffer.empty());
+    EXPECT_NE(parser.GetLastXmlErrorMessage().find(stored), std::wstring::npos);
+  }
+  EXPECT_NE(parser.GetLastXmlErrorMessage().find(L"bad key"), std::wstring::npos);
+}
+
+}  // namespace
