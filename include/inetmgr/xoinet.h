@@ -1,5 +1,5 @@
-// The transfer layer: the values that cross the transfer interface and the
-// proxy record shared by the site store and the sites.
+// The transfer layer: the transfer interface and its factory, the values that
+// cross the interface, and the proxy record shared by the site store and the sites.
 #ifndef INETMGR_XOINET_H
 #define INETMGR_XOINET_H
 
@@ -92,6 +92,167 @@ struct CProxyParams {
   std::wstring altFtpUserName;
   std::wstring altFtpPassword;
 };
+
+// Receives the progress reports of one transfer. Implemented by the caller of
+// a transfer; the transfer object only borrows it for the call it was given to.
+class INETMGR_API CNetSessionSink {
+ public:
+  virtual ~CNetSessionSink() = default;
+
+  // One report: `done` of `total` bytes in `status`; the three texts name the
+  // site, the server and the file and may be null. Returns true to let the
+  // transfer go on, false to ask it to stop; a sink that asks to stop also
+  // writes false through `flag` when `flag` is not null. Called on the thread
+  // that runs the transfer.
+  virtual bool OnProgress(const unsigned int& done, const long& total, const INETSTATUS& status,
+                          const wchar_t* siteName, const wchar_t* serverName, const wchar_t* fileName,
+                          bool* flag) = 0;
+};
+
+// The transfer object through which a site moves files. Created only by
+// XoInetItfFactory::CreateInterface and handed back only to
+// XoInetItfFactory::DestroyInterface. Calls come in the order SetOption...,
+// Logon, transfers, LogOut, PostLogOutOperations. One object serves one site
+// operation at a time; it is not thread-safe.
+class INETMGR_API TransferItf {
+ public:
+  // Every member starts empty or zero; only `protocol` is given.
+  explicit TransferItf(xoInetProtocol protocol);
+  TransferItf(const TransferItf&) = delete;
+  TransferItf& operator=(const TransferItf&) = delete;
+
+  // The virtual operations keep this order: it is the object's binary layout.
+  // rcNoError when the options set so far allow a logon.
+  virtual xoInetError CheckOptions() const = 0;
+  virtual ~TransferItf();
+  // Fetches `remoteSource` into `localTarget`, from `*resumePoint` when `resume`
+  // is set; reports progress to `sink` when it is not null (the sink is
+  // borrowed). rcNotLoggedOn before Logon.
+  virtual xoInetError DownloadFile(const std::wstring& localTarget, const std::wstring& remoteSource,
+                                   CNetSessionSink* sink, long* resumePoint, bool& resume,
+                                   const bool& useProxyCache) = 0;
+  // Sends the local file `source` to `destination`. rcNotLoggedOn before Logon.
+  virtual xoInetError UploadFile(const std::wstring& source, const std::wstring& destination,
+                                 CNetSessionSink* sink) = 0;
+  // As UploadFile, keeping the server's answer in `responseFile`.
+  virtual xoInetError UploadFileResponse(const std::wstring& source, const std::wstring& destination,
+                                         const std::wstring& responseFile, CNetSessionSink* sink) = 0;
+  // Opens the session; `timeout` in seconds.
+  virtual xoInetError Logon(bool anonymous, unsigned int timeout) = 0;
+  virtual xoInetError LogOut() = 0;
+  // Work left after LogOut; the base has none and returns rcNoError.
+  virtual xoInetError PostLogOutOperations();
+  virtual xoInetError DeleteRemoteFile(const std::wstring& path) = 0;
+  virtual xoInetError DeleteRemoteDirectory(const std::wstring& path, const bool& recursive) = 0;
+
+  // The option identifier is ignored by every overload. Integer and proxy
+  // options are not supported: rcNotSupported, nothing stored. The long, text
+  // and boolean overloads store the value in g_lastLongOption, g_lastStrOption
+  // or g_lastBoolOption (the latest call of each kind wins) and return
+  // rcNoError. Not thread-safe: the globals are written without a lock.
+  xoInetError SetOption(const xoInetOption& option, const int& value);
+  xoInetError SetOption(const xoInetOption& option, const long& value);
+  xoInetError SetOption(const xoInetOption& option, const std::wstring& value);
+  xoInetError SetOption(const xoInetOption& option, const bool& value);
+  xoInetError SetOption(const xoInetOption& option, const CProxyParams* value);
+  // A wide literal would otherwise silently become the boolean option.
+  xoInetError SetOption(const xoInetOption& option, const wchar_t* value) = delete;
+
+  // The protocol given at construction.
+  xoInetProtocol GetProtocol() const;
+  // Copies of the host address and NetBIOS name fields; empty unless an
+  // implementation filled them.
+  std::wstring GetHostIP() const;
+  std::wstring GetHostNetBios() const;
+
+ protected:
+  xoInetProtocol protocol;
+  std::int32_t port = 0;
+  std::int32_t portAlternate = 0;
+  std::int32_t portFallback = 0;
+  std::int32_t sslPort = 0;
+  std::int32_t logonTimeout = 0;
+  std::wstring hostName;
+  std::wstring hostIP;
+  std::wstring hostNetBios;
+  std::wstring siteName;
+  std::wstring userName;
+  std::wstring domainName;
+  std::wstring uncServer;
+  std::wstring shareName;
+  std::wstring relativePath;
+  std::int32_t lastStatus = 0;
+  std::int32_t retryCount = 0;
+  std::int32_t optionFlags = 0;
+  bool anonymous = false;
+  bool useSsl = false;
+  bool useLogonUserAccount = false;
+  bool useProxy = false;
+  bool useProxyCache = false;
+  bool resumeDownload = false;
+  bool abortRequested = false;
+  std::wstring caBundlePath;
+  std::wstring downloadExtra;
+  std::wstring proxyServer;
+  std::string nativeHostName;
+  std::string nativeUserName;
+  std::string nativeRelativePath;
+};
+
+// Hands out and takes back transfer objects. It has no state: both operations
+// are static.
+class INETMGR_API XoInetItfFactory {
+ public:
+  // A new transfer object for `protocol` (every value is accepted). The caller
+  // owns it and must give it back through DestroyInterface, never delete it.
+  // This build hands out the recording test transfer. Not thread-safe: the
+  // instance count is a plain integer.
+  static TransferItf* CreateInterface(xoInetProtocol protocol);
+  // Destroys `pItf`, which must come from CreateInterface; returns rcNoError.
+  // A null pointer, or more destroys than creates, stops the process.
+  static xoInetError DestroyInterface(TransferItf* pItf);
+};
+
+// What the test transfer was last asked to do, for tests of the code above it.
+struct INETMGR_API LastOperationData {
+  // 0 none, 1 download, 2 upload, 3 upload with response, 4 delete remote
+  // file, 5 delete remote directory.
+  std::int32_t operation = 0;
+  std::wstring targetFileName;
+  std::wstring sourceFileName;
+  std::wstring sourceDirectory;
+  std::wstring targetDirectory;
+  std::wstring responsePath;
+  bool recursive = false;
+
+  // Back to no operation, empty texts and false.
+  void resetFields();
+};
+
+// The record of the test transfer's last operation, one per process, kept
+// until the next operation or a resetFields(). Unlocked: tests drive one
+// transfer at a time.
+extern INETMGR_API LastOperationData g_lastOpData;
+// The values of the latest SetOption call of each kind; 0, empty and false
+// until one is made. Unlocked, as above.
+extern INETMGR_API long g_lastLongOption;
+extern INETMGR_API std::wstring g_lastStrOption;
+extern INETMGR_API bool g_lastBoolOption;
+
+// Number of transfer objects created and not yet destroyed. Unlocked.
+INETMGR_API int getTransferInstanceCount();
+
+// Draws one random() value r: `a` gets its low 16 bits, `b` bits 16 to 31;
+// returns r. The first call of the process seeds from the wall clock, so the
+// numbers are not repeatable across runs. Not thread-safe (random() is shared).
+INETMGR_API long getRandomNumberPair(unsigned short& a, unsigned short& b);
+
+// The current time in seconds since the epoch, widened to 64 bits. Thread-safe.
+INETMGR_API std::int64_t CalculateSystemTime();
+
+// The smallest power of two not below `x`; 0 for 0 and for values above 2^31,
+// where the arithmetic wraps. Thread-safe.
+INETMGR_API unsigned int clp2(unsigned int x);
 
 }  // namespace corvane_com::zel::xoInet
 
