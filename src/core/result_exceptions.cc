@@ -13,7 +13,7 @@ constexpr xoInet::xoInetError kXoInetNotFound = static_cast<xoInet::xoInetError>
 }  // namespace
 
 const std::wstring& SiteImplExcept::getText() {
-  text_ = getErrorText(code_, false);
+  text_ = message_.empty() ? std::wstring(getErrorText(code_, false)) : message_;
   if (!parentText_.empty()) text_ += L" [Parent error: " + parentText_ + L"]";
   return text_;
 }

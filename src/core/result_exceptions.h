@@ -40,17 +40,25 @@ class SiteImplExcept {
   SiteImplExcept(ResultCode code, std::wstring parentText, xoInet::xoInetError xoInetError)
       : code_(code), parentText_(std::move(parentText)), xoInetError_(xoInetError) {}
   explicit SiteImplExcept(ResultCode code) : SiteImplExcept(code, std::wstring(), xoInet::rcNoError) {}
+  // A failure that names its own reason in place of the code's text.
+  static SiteImplExcept withMessage(ResultCode code, std::wstring message) {
+    SiteImplExcept e(code);
+    e.message_ = std::move(message);
+    return e;
+  }
 
   ResultCode getCode() const { return code_; }
   xoInet::xoInetError getXoInetError() const { return xoInetError_; }
   const std::wstring& getParentText() const { return parentText_; }
-  // The code's text, followed by " [Parent error: <parent>]" when there is one.
+  // The message (or, without one, the code's text), followed by
+  // " [Parent error: <parent>]" when there is a parent text.
   const std::wstring& getText();
 
  private:
   ResultCode code_;
   std::wstring parentText_;
   xoInet::xoInetError xoInetError_;
+  std::wstring message_;
   std::wstring text_;
 };
 
