@@ -5,6 +5,7 @@
 
 #include "inetmgr/export.h"
 #include "inetmgr/log_sink.h"
+#include "inetmgr/password.h"
 #include "inetmgr/progress.h"
 #include "inetmgr/result_code.h"
 #include "inetmgr/secure_string.h"
