@@ -5,15 +5,14 @@
 #include <gtest/gtest.h>
 
 #include "core/ssl_information.h"
+#include "inetmgr/password.h"
 #include "inetmgr/sitelist_schema.h"
-#include "platform/crypto.h"
 #include "site/site_impl.h"
 #include "support/data_dir.h"
 #include "support/log_capture.h"
 #include "support/xml_element.h"
 
 namespace im = corvane_com::zel::inetmgr;
-namespace pf = corvane_com::zel::platform;
 namespace xo = corvane_com::zel::xoInet;
 using im::ImSiteImpl;
 using im::LogLevel;
@@ -30,11 +29,10 @@ struct SiteHandle {
   ImSiteImpl* operator->() const { return site; }
 };
 
+// The administrator's side: what the public function puts into a document.
 std::string encryptedPassword(const std::wstring& plain) {
-  pf::IEncryption* encryption = pf::CryptShim::instance()->create_encryption_object(pf::kEncryptionTypeAesSiv);
   std::wstring text;
-  EXPECT_TRUE(encryption->encryptText(plain, text));
-  pf::CryptShim::instance()->destroy_encryption_object(encryption);
+  EXPECT_EQ(im::encryptSiteListPassword(plain, text), im::rcSuccess);
   return std::string(text.begin(), text.end());
 }
 
