@@ -1,0 +1,109 @@
+// The policy block of a site list (ranges, the lenient number reading, rejected
+// values) and the version rule that decides whether a document is taken.
+#include "sitelist/policies.h"
+#include "sitelist/versions.h"
+
+#include <string>
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "support/log_capture.h"
+
+namespace {
+
+namespace inetmgr = corvane_com::zel::inetmgr;
+using corvane_com::zel::inetmgr::LogLevel;
+using corvane_com::zel::platform::AdvXMLParser;
+
+AdvXMLParser::Document parse(const std::string& text) {
+  AdvXMLParser parser;
+  AdvXMLParser::Document document;
+  EXPECT_TRUE(parser.ParseXML({text.begin(), text.end()}, document)) << text;
+  return document;
+}
+
+// Starts from values that differ from every default, so an untouched result shows.
+const inetmgr::SiteListPolicies kHeld{true, inetmgr::sortByHopCount, 3, 4};
+
+inetmgr::ResultCode readOne(const std::string& name, const std::string& value,
+                            inetmgr::SiteListPolicies& out) {
+  out = kHeld;
+  const std::string xml =
+      "<L><Policies><Setting name=\"" + name + "\">" + value + "</Setting></Policies></L>";
+  return inetmgr::readPolicies(parse(xml).GetRoot(), out);
+}
+
+TEST(SiteListPolicies, ABlockIsReadOverTheDefaultsIgnoringUnnamedAndUnknownSettings) {
+  inetmgr_test::LogCapture log;
+  const auto document = parse(R"(<L><Policies><Setting name="nMaxHopLimit">30</Setting><Setting>9</Setting>
+      <Option name="nMaxPingTimeout">9</Option><Setting name="Colour">blue</Setting></Policies></L>)");
+  inetmgr::SiteListPolicies p = kHeld;
+  ASSERT_EQ(inetmgr::readPolicies(document.GetRoot(), p), inetmgr::rcSuccess);
+  EXPECT_FALSE(p.overwriteClientSites);
+  EXPECT_EQ(p.findNearestMethod, inetmgr::sortByConfiguredOrder);
+  EXPECT_EQ(p.maxHopLimit, 30);
+  EXPECT_EQ(p.maxPingTimeout, 30);
+  EXPECT_EQ(log.count(LogLevel::Info, L"unknown policy Colour in site list"), 1);
+}
+
+TEST(SiteListPolicies, AnInvalidValueRejectsTheBlockWithItsLineAndChangesNothing) {
+  inetmgr_test::LogCapture log;
+  inetmgr::SiteListPolicies p;
+  for (const auto& [name, value, line] :
+       {std::make_tuple("nMaxHopLimit", "31", L"invalid nMaxHopLimit=31"),
+        std::make_tuple("nMaxPingTimeout", "-1", L"invalid ping timeout=-1"),
+        std::make_tuple("uiFindNearestMethod", "3", L"invalid uiFindNearestMethod=3"),
+        std::make_tuple("OverwriteClientSites", "true", L"invalid OverwriteClientSites=true")}) {
+    EXPECT_EQ(readOne(name, value, p), inetmgr::rcBadSchema) << name;
+    EXPECT_EQ(log.count(LogLevel::Error, line), 1) << name;
+    EXPECT_TRUE(p.overwriteClientSites && p.findNearestMethod == kHeld.findNearestMethod &&
+                p.maxHopLimit == 3 && p.maxPingTimeout == 4)
+        << name;
+  }
+}
+
+TEST(SiteListPolicies, NumbersAreReadLikeAtoiSoTextWithoutDigitsIsZeroAndOneSetsTheOverwriteFlag) {
+  inetmgr::SiteListPolicies p;
+  ASSERT_EQ(readOne("nMaxHopLimit", "abc", p), inetmgr::rcSuccess);
+  EXPECT_EQ(p.maxHopLimit, 0);
+  ASSERT_EQ(readOne("nMaxPingTimeout", "0", p), inetmgr::rcSuccess);
+  EXPECT_EQ(p.maxPingTimeout, 0);
+  ASSERT_EQ(readOne("nMaxPingTimeout", "99999999999", p), inetmgr::rcSuccess);
+  EXPECT_EQ(p.maxPingTimeout, 2147483647);
+  ASSERT_EQ(readOne("OverwriteClientSites", "1", p), inetmgr::rcSuccess);
+  EXPECT_TRUE(p.overwriteClientSites);
+}
+
+TEST(SiteListVersions, AnEmptyAttributeCountsAsAbsent) {
+  std::wstring global;
+  std::wstring local = L"x";
+  EXPECT_FALSE(inetmgr::readDocumentVersions(parse(R"(<L GlobalVersion="7" LocalVersion=""/>)").GetRoot(),
+                                             global, local));
+  EXPECT_EQ(global + L"|" + local, L"7|");
+  EXPECT_TRUE(inetmgr::readDocumentVersions(parse(R"(<L GlobalVersion="7" LocalVersion="2"/>)").GetRoot(),
+                                            global, local));
+}
+
+TEST(SiteListVersions, ADocumentIsNewerWhenAVersionItCarriesDiffersEvenIfOlder) {
+  inetmgr_test::LogCapture log;
+  const auto older = parse(R"(<L GlobalVersion="4" LocalVersion="1"/>)");
+  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(older.GetRoot(), L"5", L"1"));
+  EXPECT_EQ(log.count(LogLevel::Detail, L"version global file: 4 internal: 5 local file: 1 internal: 1"), 1);
+  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version != internal version"), 1);
+  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(older.GetRoot(), L"4", L"1"));
+  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version <= internal version"), 1);
+  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(parse(R"(<L LocalVersion="2"/>)").GetRoot(), L"4", L"1"));
+  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(parse(R"(<L LocalVersion="2"/>)").GetRoot(), L"4", L"2"));
+}
+
+TEST(SiteListVersions, EmptyHeldVersionsTakeAnyDocumentAndAnUnversionedOneIsNeverTaken) {
+  inetmgr_test::LogCapture log;
+  const auto unversioned = parse("<L/>");
+  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(unversioned.GetRoot(), L"", L""));
+  EXPECT_EQ(log.count(LogLevel::Detail, L"Internal site list version are empty"), 1);
+  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(unversioned.GetRoot(), L"5", L"1"));
+  EXPECT_EQ(log.count(LogLevel::Detail, L"No versions in site list file"), 1);
+}
+
+}  // namespace
