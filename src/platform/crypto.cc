@@ -223,9 +223,14 @@ class AesSivEncryption final : public IEncryption {
   bool encryptText(const std::wstring& plain, std::wstring& documentText) override {
     documentText.clear();
     if (plain.empty()) return true;
-    const std::string utf8 = toUtf8(plain);
+    std::string utf8 = toUtf8(plain);
+    CryptBuffer bytes(utf8.size());
+    std::memcpy(bytes.data(), utf8.data(), utf8.size());
+    OPENSSL_cleanse(utf8.data(), utf8.size());
     CryptBuffer cipher;
-    if (!encrypt(CryptBuffer(utf8.begin(), utf8.end()), cipher)) return false;
+    const bool encrypted = encrypt(bytes, cipher);
+    OPENSSL_cleanse(bytes.data(), bytes.size());
+    if (!encrypted) return false;
     std::string encoded(4 * ((cipher.size() + 2) / 3) + 1, '\0');
     const int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(encoded.data()), cipher.data(),
                                   static_cast<int>(cipher.size()));
