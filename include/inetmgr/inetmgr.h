@@ -3,6 +3,7 @@
 #ifndef INETMGR_INETMGR_H
 #define INETMGR_INETMGR_H
 
+#include "inetmgr/agent.h"
 #include "inetmgr/export.h"
 #include "inetmgr/log_sink.h"
 #include "inetmgr/password.h"

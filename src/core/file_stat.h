@@ -34,6 +34,12 @@ class FileStat {
   void reset();
 
   std::int32_t getLastModified() const { return lastModified; }
+  std::uint64_t getFileSize() const { return fileSize; }
+  // Takes time and size saved earlier (the store's cache), keeping the path.
+  void restore(std::int32_t savedLastModified, std::uint64_t savedFileSize) {
+    lastModified = savedLastModified;
+    fileSize = savedFileSize;
+  }
   // The observed path in native form.
   std::wstring getFilename() const;
 

@@ -16,6 +16,8 @@
 
 namespace corvane_com::zel::inetmgr {
 
+class SiteCacheAccess;
+
 class ImSiteImpl final : public IImSite {
  public:
   // The sort order of a site whose entry has none; no ranking produces it.
@@ -93,6 +95,7 @@ class ImSiteImpl final : public IImSite {
   int getRefCount() const { return refCount_; }
 
  private:
+  friend class SiteCacheAccess;  // the store's cache saves and restores a site whole
   void assignTransferCredentials();
   void assignSslInformation();
 
