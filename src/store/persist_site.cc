@@ -84,6 +84,16 @@ void PersistSite::resetInitFlag() {
   oneTimeStaticDataInitializationCompleted_ = false;
 }
 
+PersistSite& PersistSite::self() {
+  static PersistSite instance;
+  return instance;
+}
+
+void PersistSite::testResetSiteList() {
+  std::lock_guard<std::timed_mutex> guard(initializerMutex_);
+  self().resetSiteList();
+}
+
 std::wstring PersistSite::siteListPath() { return siteList_; }
 std::wstring PersistSite::cacheFilePath() { return cacheFile_; }
 std::wstring PersistSite::caBundlePath() { return caBundle_; }
@@ -107,7 +117,7 @@ PersistSite* PersistSite::getInstance(ResultCode& rc) {
       rc = rcShutDown;
       return nullptr;
     }
-    static PersistSite instance;
+    PersistSite& instance = self();
     store = &instance;
     // Held for the whole refresh: no new cookie can be handed out between the
     // "not locked" test and the swap.

@@ -39,6 +39,7 @@ class PersistSite final : public IPersistSite {
   // Test hooks: forget the one-time set-up (paths and cache are looked at again
   // on the next use), and drop the held list.
   static void resetInitFlag();
+  static void testResetSiteList();
   void resetSiteList();
 
   // IPersistSite
@@ -81,6 +82,8 @@ class PersistSite final : public IPersistSite {
   friend class SiteCacheAccess;
   PersistSite() = default;
   ~PersistSite() override;
+  // The one instance, destroyed at process exit.
+  static PersistSite& self();
 
   void initializeOnce();
   bool loadDocumentIfInternalListExpired(std::wstring& ip);
