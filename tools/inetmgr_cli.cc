@@ -1,10 +1,13 @@
 // inetmgr: a command-line view of the library, for administrators and for
-// checking a machine's set-up. Exit codes follow the library's result codes.
+// checking a machine's set-up. Exit codes follow the library's result codes
+// (a negative code n exits with 256 + n).
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "inetmgr/inetmgr.h"
 
@@ -16,45 +19,138 @@ const char kUsage[] =
     "usage: inetmgr <command> [options]\n"
     "\n"
     "commands:\n"
-    "  about     the library's version, data directory and result codes\n"
-    "  help      this text\n"
+    "  sites [--sitelist PATH]   the site list as the library sees it: every site with its\n"
+    "                            type, protocol, state, order, server and SSL use, the\n"
+    "                            versions and the policies, or why the list was rejected.\n"
+    "                            PATH defaults to $INETMGR_DATA_DIR/etc/SiteList.xml; the\n"
+    "                            cache and CA bundle are written beside it.\n"
+    "  about                     the library's version, data directory and result codes\n"
+    "  help, --help              this text\n"
     "\n"
     "environment:\n"
     "  INETMGR_DATA_DIR   the agent's data directory (default /var/lib/inetmgr)\n"
     "  INETMGR_LOG_LEVEL  error, internal, info, detail or trace (default error)\n";
 
-std::string narrow(const std::wstring& text) {
+int exitCode(im::ResultCode code) { return static_cast<int>(code) & 0xFF; }
+
+std::string utf8(const std::wstring& text) {
   std::string out;
-  for (wchar_t c : text) out.push_back(c < 0x80 ? static_cast<char>(c) : '?');
+  for (wchar_t wc : text) {
+    auto c = static_cast<unsigned long>(wc);
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+    if (c < 0x80) {
+      out += static_cast<char>(c);
+    } else if (c < 0x800) {
+      out += static_cast<char>(0xC0 | (c >> 6));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      out += static_cast<char>(0xE0 | (c >> 12));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+      out += static_cast<char>(0xF0 | (c >> 18));
+      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+      out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+  }
   return out;
+}
+
+std::wstring widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+
+// Error records of the library, shown as the reason when a list is refused.
+void collectErrors(im::LogLevel level, const wchar_t* tag, const wchar_t* text, void* context) {
+  if (level == im::LogLevel::Error) {
+    static_cast<std::vector<std::string>*>(context)->push_back("[" + utf8(tag) + "] " + utf8(text));
+  }
+}
+
+const char* methodName(unsigned int method) {
+  switch (method) {
+    case 0: return "ping time";
+    case 1: return "hop count";
+    case 2: return "configured order";
+    default: return "unknown";
+  }
+}
+
+std::string orderText(int order) { return order == 2147483647 ? "-" : std::to_string(order); }
+
+int sites(const std::vector<std::string>& args) {
+  std::wstring location;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--sitelist" && i + 1 < args.size()) {
+      location = widen(args[++i]);
+      im::test::ReplaceSiteListSource(location.c_str());
+    } else if (args[i] == "--help" || args[i] == "-h") {
+      std::cout << kUsage;
+      return 0;
+    } else {
+      std::cerr << "inetmgr sites: unexpected argument '" << args[i] << "'\n";
+      return exitCode(im::rcBadArgument);
+    }
+  }
+  if (location.empty()) im::getSiteListLocation(location);
+
+  std::vector<std::string> errors;
+  im::setLogSink(&collectErrors, &errors, im::LogLevel::Error);
+  im::IImSiteList_ptr list = im::createSiteListSmartObject(false);
+  im::setLogSink(nullptr, nullptr, im::LogLevel::Error);
+
+  std::cout << "site list: " << utf8(location) << "\n";
+  if (list.get() == im::getNullSiteList()) {
+    std::cout << "rejected: the library holds no usable site list (code " << im::rcNotInitialized << ": "
+              << utf8(im::getErrorText(im::rcNotInitialized, false)) << ")\n";
+    for (const std::string& line : errors) std::cout << "  " << line << "\n";
+    return exitCode(im::rcNotInitialized);
+  }
+  std::wstring global;
+  std::wstring local;
+  list->getGlobalSiteListVersion(global);
+  list->getLocalSiteListVersion(local);
+  std::cout << "versions: global " << utf8(global) << ", local " << utf8(local) << "\n";
+  std::cout << "policies: overwrite client sites " << (list->getPolicyOverwriteClientSites() ? "yes" : "no")
+            << ", repositories ranked by " << methodName(list->getPolicyFindNearestMethod()) << "\n";
+  std::cout << "sites: " << list->getSiteCount() << "\n\n";
+  std::printf("  %-20s %-11s %-15s %-8s %-6s %-6s %-34s %s\n", "name", "type", "protocol", "enabled", "sort",
+              "order", "server", "ssl");
+  list->reset();
+  im::IImSite* site = nullptr;
+  while (list->getNextSite(site) == im::rcSuccess) {
+    std::printf("  %-20s %-11s %-15s %-8s %-6s %-6s %-34s %s\n", utf8(site->getSiteName()).c_str(),
+                utf8(im::SiteType::toString(site->getType())).c_str(),
+                utf8(im::ProtocolType::toString(site->getProtocol())).c_str(), site->isEnabled() ? "yes" : "no",
+                orderText(site->getSortOrder()).c_str(), orderText(site->getSiteOrder()).c_str(),
+                utf8(site->getServerName()).c_str(), site->isSslEnabled() ? "yes" : "no");
+    site->release();
+  }
+  return 0;
 }
 
 int about() {
   std::cout << "inetmgr " << im::getLibraryVersion() << "\n";
-  const char* dataDir = std::getenv("INETMGR_DATA_DIR");
-  std::cout << "data directory: " << (dataDir != nullptr && *dataDir ? dataDir : "/var/lib/inetmgr") << "\n\n";
-  std::cout << "result codes:\n";
+  std::wstring location;
+  im::getSiteListLocation(location);
+  std::cout << "site list: " << utf8(location) << "\n\nresult codes:\n";
   for (int code = -14; code <= 5; ++code) {
     const auto rc = static_cast<im::ResultCode>(code);
-    std::printf("  %3d  %-5s %s\n", code, im::isCodeError(rc) ? "error" : "", narrow(im::getErrorText(rc, false)).c_str());
+    std::printf("  %3d  %-5s %s\n", code, im::isCodeError(rc) ? "error" : "", utf8(im::getErrorText(rc, false)).c_str());
   }
-  im::SecureString secret(L"an example password", 0);
-  std::cout << "\nSecureString: " << secret.encrypted_str().size() << " bytes of ciphertext for 19 characters; "
-            << (secret.getLastResult() == 0 && secret.str() == L"an example password" ? "round trip ok"
-                                                                                      : "crypto service unavailable")
-            << "\n";
-  return secret.getLastResult() == 0 ? 0 : static_cast<int>(im::rcUnexpected) & 0xFF;
+  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string command = argc > 1 ? argv[1] : "about";
+  const std::string command = argc > 1 ? argv[1] : "sites";
+  const std::vector<std::string> args(argv + (argc > 1 ? 2 : 1), argv + argc);
+  if (command == "sites") return sites(args);
   if (command == "about") return about();
   if (command == "help" || command == "--help" || command == "-h") {
     std::cout << kUsage;
     return 0;
   }
   std::cerr << "inetmgr: unknown command '" << command << "'\n" << kUsage;
-  return static_cast<int>(im::rcBadArgument) & 0xFF;
+  return exitCode(im::rcBadArgument);
 }
