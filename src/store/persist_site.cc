@@ -43,6 +43,13 @@ bool PersistSite::oneTimeStaticDataInitializationCompleted_ = false;
 std::timed_mutex PersistSite::initializerMutex_;
 std::mutex PersistSite::m_AbortMutex;
 std::atomic<bool> PersistSite::m_bAbort{false};
+std::atomic<void (*)()> PersistSite::testDelayHook_{nullptr};
+
+void PersistSite::testDelay() {
+  if (void (*hook)() = testDelayHook_.load()) hook();
+}
+
+void PersistSite::setTestDelayHook(void (*hook)()) { testDelayHook_ = hook; }
 
 PersistSite::~PersistSite() {
   INETMGR_ASSERT(0 == lockCount_.load(), "0==lockCount_");
@@ -113,6 +120,7 @@ PersistSite* PersistSite::getInstance(ResultCode& rc) {
       platform::logError(kTag, L"Failed to lock or to construct PersistSite");
       return nullptr;
     }
+    testDelay();
     if (isAbortRequested()) {
       rc = rcShutDown;
       return nullptr;
@@ -126,6 +134,7 @@ PersistSite* PersistSite::getInstance(ResultCode& rc) {
       platform::logError(kTag, L"Failed to lock or to construct PersistSite");
       return nullptr;
     }
+    testDelay();
     instance.initializeOnce();
     std::wstring ip;
     if (instance.loadDocumentIfInternalListExpired(ip) && instance.copyDocumentToInternal(ip)) {

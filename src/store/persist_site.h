@@ -40,6 +40,10 @@ class PersistSite final : public IPersistSite {
   // on the next use), and drop the held list.
   static void resetInitFlag();
   static void testResetSiteList();
+  // Called between the lock steps of a refresh; does nothing unless a test
+  // installed a hook (to hold the locks longer, say).
+  static void testDelay();
+  static void setTestDelayHook(void (*hook)());
   void resetSiteList();
 
   // IPersistSite
@@ -130,6 +134,7 @@ class PersistSite final : public IPersistSite {
   static std::timed_mutex initializerMutex_;
   static std::mutex m_AbortMutex;
   static std::atomic<bool> m_bAbort;
+  static std::atomic<void (*)()> testDelayHook_;
 };
 
 }  // namespace corvane_com::zel::inetmgr

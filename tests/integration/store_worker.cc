@@ -1,0 +1,63 @@
+// A stand-alone agent component for the multi-process tests: it uses the
+// store the way a real caller does and reports on stdout.
+//   store_worker lists N          create N site lists; print "ok <versions seen>"
+//                                 or "torn <details>" for a snapshot mixing versions
+//   store_worker hold-sorting     take the refresh lock inside a refresh, print
+//                                 "holding", then wait to be killed
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <string>
+
+#include "inetmgr/inetmgr.h"
+#include "store/persist_site.h"
+#include "support/sitelist_versions.h"
+
+namespace im = corvane_com::zel::inetmgr;
+
+namespace {
+
+void holdForever() {
+  std::printf("holding\n");
+  std::fflush(stdout);
+  for (;;) ::pause();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 2;
+  const std::string mode = argv[1];
+  if (mode == "hold-sorting") {
+    im::PersistSite::setTestDelayHook(&holdForever);
+    im::ResultCode rc = im::rcSuccess;
+    im::PersistSite::getInstance(rc);
+    return 3;
+  }
+  if (mode == "lists" && argc == 3) {
+    std::set<std::wstring> versions;
+    const int count = std::atoi(argv[2]);
+    for (int i = 0; i < count; ++i) {
+      im::IImSiteList* list = createSiteListObject(false);
+      std::wstring problem;
+      if (list == im::getNullSiteList()) {
+        problem = L"no list";
+      } else {
+        std::wstring version;
+        list->getGlobalSiteListVersion(version);
+        problem = inetmgr_test::checkSnapshot(*list, version);
+        versions.insert(version);
+      }
+      list->destroy();
+      if (!problem.empty()) {
+        std::printf("torn %ls\n", problem.c_str());
+        return 1;
+      }
+    }
+    std::printf("ok %zu\n", versions.size());
+    return 0;
+  }
+  return 2;
+}

@@ -1,0 +1,51 @@
+// Generated site lists whose every version has its own, recognisable sites,
+// so that a snapshot mixing two versions can be told from a complete one.
+#ifndef INETMGR_TESTS_SITELIST_VERSIONS_H
+#define INETMGR_TESTS_SITELIST_VERSIONS_H
+
+#include <string>
+
+#include "inetmgr/site_list.h"
+
+namespace inetmgr_test {
+
+// Version v has 3 + v % 5 sites named "v<v>-s<i>".
+inline int siteCountOf(int version) { return 3 + version % 5; }
+
+inline std::string siteListOfVersion(int version) {
+  const std::string v = std::to_string(version);
+  std::string xml = "<SiteLists GlobalVersion=\"" + v + "\" LocalVersion=\"" + v + "\"><SiteList>";
+  for (int i = 0; i < siteCountOf(version); ++i) {
+    xml += "<HttpSite Type=\"repository\" Name=\"v" + v + "-s" + std::to_string(i) +
+           "\" Server=\"repo.corp\" Enabled=\"1\" Order=\"" + std::to_string(i) + "\"/>";
+  }
+  return xml + "</SiteList></SiteLists>";
+}
+
+// Empty when `list` is the complete site list of `version`, else what is wrong.
+inline std::wstring checkSnapshot(corvane_com::zel::inetmgr::IImSiteList& list, const std::wstring& version) {
+  namespace im = corvane_com::zel::inetmgr;
+  int number = 0;
+  try {
+    number = std::stoi(version);
+  } catch (...) {
+    return L"bad version '" + version + L"'";
+  }
+  if (list.getSiteCount() != static_cast<std::size_t>(siteCountOf(number))) {
+    return L"version " + version + L" with " + std::to_wstring(list.getSiteCount()) + L" sites";
+  }
+  list.reset();
+  im::IImSite* site = nullptr;
+  int index = 0;
+  std::wstring problem;
+  while (list.getNextSite(site) == im::rcSuccess) {
+    const std::wstring expected = L"v" + version + L"-s" + std::to_wstring(index++);
+    if (problem.empty() && site->getSiteName() != expected) problem = site->getSiteName() + L" in version " + version;
+    site->release();
+  }
+  return problem;
+}
+
+}  // namespace inetmgr_test
+
+#endif  // INETMGR_TESTS_SITELIST_VERSIONS_H
