@@ -47,7 +47,8 @@ class NullSite final : public IImSite {
   ResultCode downloadFile(const wchar_t*, const wchar_t*, const wchar_t*, bool, const wchar_t*) override {
     return rcNotImplemented;
   }
-  ResultCode uploadFile(const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*) override {
+  ResultCode uploadFile(const wchar_t*, const wchar_t*, const wchar_t*, const wchar_t*,
+                        const wchar_t*) override {
     return rcNotImplemented;
   }
   ResultCode getLocalIPAddressFromSocket() override { return rcNotImplemented; }
@@ -61,6 +62,8 @@ NullSite g_nullSite;
 
 }  // namespace
 
-IImSite* getNullSite() { return &g_nullSite; }
+IImSite* getNullSite() {
+  return &g_nullSite;
+}
 
 }  // namespace corvane_com::zel::inetmgr

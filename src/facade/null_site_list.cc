@@ -54,6 +54,8 @@ NullSiteList g_nullSitelist;
 
 }  // namespace
 
-IImSiteList* getNullSiteList() { return &g_nullSitelist; }
+IImSiteList* getNullSiteList() {
+  return &g_nullSitelist;
+}
 
 }  // namespace corvane_com::zel::inetmgr

@@ -23,8 +23,9 @@ constexpr wchar_t kTag[] = L"imsitel";
 constexpr wchar_t kSeparator = L'|';
 
 ResultCode improperList() {
-  platform::logInfo(kTag,
-                    L"Remediation site list is improperly formatted.  Some sites might not be added to the site list.");
+  platform::logInfo(
+      kTag,
+      L"Remediation site list is improperly formatted.  Some sites might not be added to the site list.");
   return rcPathError;
 }
 
@@ -41,7 +42,9 @@ ResultCode ImSiteListImpl::addRemediationSites(const std::wstring& sites) {
   trimWhiteSpace(text);
   // One leading and one trailing separator are tolerated.
   removeCharacterFromPosition(text, 0, kSeparator);
-  if (!text.empty()) removeCharacterFromPosition(text, static_cast<unsigned int>(text.size() - 1), kSeparator);
+  if (!text.empty()) {
+    removeCharacterFromPosition(text, static_cast<unsigned int>(text.size() - 1), kSeparator);
+  }
 
   ResultCode result = rcSuccess;
   std::size_t start = 0;
@@ -101,12 +104,14 @@ ResultCode ImSiteListImpl::addRemediationSiteHelper(std::wstring& site) {
     bad = true;
   }
   if (bad) {
-    platform::logInfo(kTag, L"Remediation site is improperly formatted.  " + site + L" not added to the site list.");
+    platform::logInfo(
+        kTag, L"Remediation site is improperly formatted.  " + site + L" not added to the site list.");
     return rcPathError;
   }
 
   try {
-    AdvXMLParser::Document document = AdvXMLParser::Document::CreateWithRoot(schema::XO_XML_SITELIST_HTTP_SITE);
+    AdvXMLParser::Document document =
+        AdvXMLParser::Document::CreateWithRoot(schema::XO_XML_SITELIST_HTTP_SITE);
     AdvXMLParser::Element element = document.GetRoot();
     element.CreateAttribute(schema::XO_XML_SITE_TYPE, schema::STR_SITE_TYPE_REMEDIATION);
     element.CreateAttribute(schema::XO_XML_SITE_NAME, site);

@@ -25,7 +25,8 @@ class SafeLock {
     try {
       unlock();
     } catch (const std::system_error& e) {
-      platform::logError(L"imsitel", L"Error accessing PersistSite's lock " + std::to_wstring(e.code().value()));
+      platform::logError(L"imsitel",
+                         L"Error accessing PersistSite's lock " + std::to_wstring(e.code().value()));
     }
   }
   SafeLock(const SafeLock&) = delete;

@@ -13,9 +13,9 @@ namespace corvane_com::zel::inetmgr {
 // Defaults let every site through: any protocol, any type, any name, flags untested.
 struct SiteFilter {
   explicit SiteFilter(ProtocolType::Types protocolWanted = ProtocolType::typeDontCare,
-                      SiteType::Types siteTypeWanted = SiteType::typeCount, std::wstring nameWanted = std::wstring(),
-                      bool testLocal = false, bool localWanted = false, bool testEnabled = false,
-                      bool enabledWanted = false)
+                      SiteType::Types siteTypeWanted = SiteType::typeCount,
+                      std::wstring nameWanted = std::wstring(), bool testLocal = false,
+                      bool localWanted = false, bool testEnabled = false, bool enabledWanted = false)
       : protocol(protocolWanted),
         siteType(siteTypeWanted),
         name(std::move(nameWanted)),

@@ -21,7 +21,9 @@ constexpr wchar_t kTag[] = L"imsitel";
 constexpr unsigned int kMethodConfiguredOrder = 2;
 
 // Sites handed to callers get their extra reference through the implementation.
-ImSiteImpl* asSiteImpl(IImSite* site) { return dynamic_cast<ImSiteImpl*>(site); }
+ImSiteImpl* asSiteImpl(IImSite* site) {
+  return dynamic_cast<ImSiteImpl*>(site);
+}
 
 }  // namespace
 
@@ -37,7 +39,8 @@ ImSiteListImpl::ImSiteListImpl(IPersistSite* store, ResultCode storeStatus)
     return;
   }
   if (code == rcShutDown) {
-    throw InetMgrShutDownException("inetmgr sitelist object cannot be created as shutdown request has arrived");
+    throw InetMgrShutDownException(
+        "inetmgr sitelist object cannot be created as shutdown request has arrived");
   }
   throw std::runtime_error("Failed to initialize ImSiteListImpl : " +
                            convertString<char>(getErrorText(code, false)));
@@ -100,7 +103,8 @@ ResultCode ImSiteListImpl::addSitesFromPersist(IPersistSite* store) {
       site = nullptr;
       // Under configured order the fallback goes last and only the last one is
       // kept: deliberate.
-      if (policyFindNearestMethod_ == kMethodConfiguredOrder && handle && handle->getType() == SiteType::Fallback) {
+      if (policyFindNearestMethod_ == kMethodConfiguredOrder && handle &&
+          handle->getType() == SiteType::Fallback) {
         heldBackFallback = handle;
       } else {
         sites_.push_back(handle);
@@ -131,8 +135,8 @@ ResultCode ImSiteListImpl::getLocalSiteListVersion(std::wstring& version) const 
   return rcSuccess;
 }
 
-ResultCode ImSiteListImpl::getNextNearestSite(const std::wstring&, std::wstring&, std::wstring&, std::wstring&,
-                                              bool&) const {
+ResultCode ImSiteListImpl::getNextNearestSite(const std::wstring&, std::wstring&, std::wstring&,
+                                              std::wstring&, bool&) const {
   INETMGR_ASSERT(isValid(), "isValid()");
   return rcNotImplemented;
 }
@@ -151,9 +155,9 @@ ResultCode ImSiteListImpl::setSiteSearchParams(const bool* enabled, ProtocolType
   }
   filter_.reset();
   try {
-    filter_ = std::make_shared<SiteFilter>(protocol, siteType, name != nullptr ? std::wstring(name) : std::wstring(),
-                                           localSiteList != nullptr, localSiteList != nullptr && *localSiteList,
-                                           enabled != nullptr, enabled != nullptr && *enabled);
+    filter_ = std::make_shared<SiteFilter>(
+        protocol, siteType, name != nullptr ? std::wstring(name) : std::wstring(), localSiteList != nullptr,
+        localSiteList != nullptr && *localSiteList, enabled != nullptr, enabled != nullptr && *enabled);
   } catch (const std::bad_alloc&) {
     platform::logError(kTag, L"Failed new SiteFilter");
     return rcOutOfMemory;

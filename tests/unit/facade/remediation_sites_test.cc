@@ -1,0 +1,104 @@
+// Remediation URLs added to a site list: accepted and refused shapes, the
+// separators, the order of the added sites, and the trimming helpers.
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "facade/fake_store.h"
+#include "support/data_dir.h"
+#include "support/log_capture.h"
+
+using namespace inetmgr_test;
+using im::ImSiteListImpl;
+using Names = std::vector<std::wstring>;
+
+namespace {
+
+class RemediationSites : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    store_.add(http("store"));
+    list_ = makeList(store_);
+  }
+  ScopedDataDir data_;
+  LogCapture log_;
+  FakeStore store_;
+  ListPtr list_;
+};
+
+}  // namespace
+
+TEST_F(RemediationSites, EachUrlBecomesAnEnabledUnrankedHttpRemediationSiteInFront) {
+  const std::vector<std::pair<std::wstring, std::wstring>> cases = {
+      {L" |http://host/path| ", L"http://host/path host /path"},
+      {L"http://host/path/", L"http://host/path/ host /path"},
+      {L"ftp://host/a/b", L"ftp://host/a/b host /a/b"},
+      {L"http://[fe80::1]:8080/repo", L"http://[fe80::1]:8080/repo fe80::1]:8080 /repo"},
+      {L"http:\\\\winhost\\share\\dir", L"http://winhost/share/dir winhost /share/dir"},
+  };
+  for (const auto& [url, expected] : cases) {
+    ASSERT_EQ(list_->addRemediationSites(url), im::rcSuccess) << url;
+    im::IImSite* site = nullptr;
+    ASSERT_EQ(list_->getNextSite(site), im::rcSuccess);
+    auto* impl = dynamic_cast<im::ImSiteImpl*>(site);
+    EXPECT_EQ(
+        impl->getSiteName() + L" " + impl->getServerName() + L" " + impl->getProperties().at(L"RelativePath"),
+        expected);
+    EXPECT_TRUE(impl->getProtocol() == im::ProtocolType::Http &&
+                impl->getType() == im::SiteType::Remediation);
+    EXPECT_TRUE(impl->isEnabled() && impl->getSiteOrder() == 65535 &&
+                impl->getProperties().at(L"UseAuth") == L"0");
+    site->release();
+  }
+  EXPECT_EQ(list_->getSiteCount(), cases.size() + 1);
+  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"Converting '\\' to '/' in http:\\\\winhost\\share\\dir"), 1);
+}
+
+TEST_F(RemediationSites, MalformedTextIsAPathErrorAndAddsNothing) {
+  EXPECT_EQ(list_->addRemediationSites(L"http://host"), im::rcPathError);
+  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"http://host does not contain a relative path"), 1);
+  EXPECT_EQ(list_->addRemediationSites(L"host/path"), im::rcPathError);
+  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"host/path does not begin with http://"), 1);
+  EXPECT_EQ(log_.count(im::LogLevel::Info,
+                       L"Remediation site is improperly formatted.  host/path not added to the site list."),
+            1);
+  for (const wchar_t* text : {L" \t\n ", L"|", L"||", L"| |"}) {
+    EXPECT_EQ(list_->addRemediationSites(text), im::rcPathError) << text;
+  }
+  EXPECT_EQ(list_->getSiteCount(), 1u);
+  EXPECT_EQ(list_->addRemediationSites(L""), im::rcSuccess);
+  EXPECT_EQ(
+      log_.count(im::LogLevel::Detail, L"Remediation site list is empty.  Nothing added to the site list."),
+      1);
+}
+
+TEST_F(RemediationSites, SitesBeforeAnEmptyPieceStayAndEachNewSiteGoesToTheFront) {
+  EXPECT_EQ(list_->addRemediationSites(L"http://a/x||http://b/y"), im::rcPathError);
+  EXPECT_EQ(log_.count(im::LogLevel::Info,
+                       L"Remediation site list is improperly formatted.  Some sites might not "
+                       L"be added to the site list."),
+            1);
+  EXPECT_EQ(walk(*list_), (Names{L"http://a/x", L"store"}));
+  EXPECT_EQ(list_->addRemediationSites(L"http://c/x|http://d/y"), im::rcSuccess);
+  EXPECT_EQ(walk(*list_), (Names{L"http://d/y", L"http://c/x", L"http://a/x", L"store"}));
+  EXPECT_EQ(log_.count(L"Adding http://c/x to the site list."), 1);
+  EXPECT_EQ(log_.count(L"Adding http://d/y to the site list."), 0) << "the last piece is added silently";
+  EXPECT_EQ(store_.getSiteCount(), 1u) << "the store is not changed";
+}
+
+TEST(RemediationText, TrimmingAndCharacterRemovalStayInsideTheText) {
+  LogCapture log;
+  std::wstring texts[] = {L" \t a b \n", L"", L" ", L"\t\t"};
+  for (std::wstring& text : texts) ImSiteListImpl::trimWhiteSpace(text);
+  EXPECT_EQ(texts[0] + texts[1] + texts[2] + texts[3], L"a b");
+  std::wstring piped = L"|a|";
+  std::wstring empty;
+  ImSiteListImpl::removeCharacterFromPosition(piped, 1, L'|');
+  EXPECT_EQ(piped, L"|a|") << "only the named character is removed";
+  ImSiteListImpl::removeCharacterFromPosition(piped, 2, L'|');
+  ImSiteListImpl::removeCharacterFromPosition(piped, 9, L'|');
+  ImSiteListImpl::removeCharacterFromPosition(empty, 0, L'|');
+  EXPECT_EQ(piped + empty, L"|a");
+}

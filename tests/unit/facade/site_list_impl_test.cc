@@ -1,0 +1,200 @@
+// The site list iterator over a fake store: the snapshot and its lock, the
+// filtered walk, the walk by site order, references, and failed construction.
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "facade/fake_store.h"
+#include "site/progress.h"
+#include "support/data_dir.h"
+#include "support/log_capture.h"
+
+using namespace inetmgr_test;
+using im::ProtocolType;
+using im::SiteType;
+using Names = std::vector<std::wstring>;
+
+namespace {
+
+class SiteList : public ::testing::Test {
+ protected:
+  ScopedDataDir data_;
+  LogCapture log_;
+  FakeStore store_;
+};
+
+std::string failureOf(FakeStore* store, ResultCode storeStatus = im::rcSuccess) {
+  try {
+    ListPtr list(new im::ImSiteListImpl(store, storeStatus));
+  } catch (const std::runtime_error& e) {
+    return e.what();
+  } catch (const im::InetMgrShutDownException& e) {
+    return std::string("shutdown: ") + e.what();
+  }
+  return "created";
+}
+
+// Name of the site `index` steps into the order, or the code.
+std::wstring byIndex(im::IImSiteList& list, int index) {
+  im::IImSite* site = nullptr;
+  const int asked = index;
+  const ResultCode code = list.getNextSiteByIndex(index, site);
+  EXPECT_EQ(index, asked) << "the caller advances the index";
+  if (code != im::rcSuccess) return std::to_wstring(code);
+  const std::wstring name = site->getSiteName();
+  site->release();
+  return name;
+}
+
+}  // namespace
+
+TEST_F(SiteList, AnEmptyStoreGivesAValidEmptyListWithTheStoresVersionsAndPolicies) {
+  ListPtr list = makeList(store_);
+  EXPECT_EQ(store_.unlockedCookie, store_.cookie);
+  EXPECT_EQ(store_.unlocks, 1);
+  EXPECT_EQ(list->getSiteCount(), 0u);
+  im::IImSite* site = im::getNullSite();
+  EXPECT_EQ(list->getNextSite(site), im::rcEndOfList);
+  EXPECT_EQ(site, im::getNullSite()) << "the end leaves the argument alone";
+  EXPECT_EQ(byIndex(*list, 0), L"-5");
+  std::wstring global, local;
+  list->getGlobalSiteListVersion(global);
+  list->getLocalSiteListVersion(local);
+  EXPECT_EQ(global + L"/" + local, L"global-3/local-9");
+  EXPECT_TRUE(list->getPolicyOverwriteClientSites());
+  bool flag = true;
+  EXPECT_EQ(list->getNextNearestSite(L"x", global, local, local, flag), im::rcNotImplemented);
+}
+
+TEST_F(SiteList, UnderConfiguredOrderOnlyTheLastFallbackIsKeptAndItGoesLast) {
+  for (const std::string name : {"fb1", "A", "fb2", "B"}) {
+    store_.add(name[0] == 'f' ? "<HttpSite Type=\"fallback\" Name=\"" + name + "\"/>" : http(name));
+  }
+  EXPECT_EQ(walk(*makeList(store_)), (Names{L"A", L"B", L"fb2"}));
+  store_.method = 0;
+  EXPECT_EQ(walk(*makeList(store_)), (Names{L"fb1", L"A", L"fb2", L"B"}));
+}
+
+TEST_F(SiteList, TheFilterTestsOnlyWhatWasAskedAndTakesEffectFromTheCurrentPosition) {
+  store_.add(http("A", "Enabled=\"1\""));
+  store_.add(http("B", "Enabled=\"1\" Local=\"1\""));
+  store_.add(R"(<FTPSite Type="master" Name="A" Local="1"/>)");
+  store_.add(http("a"));
+  ListPtr list = makeList(store_);
+  list->setSiteSearchParams(nullptr, ProtocolType::typeDontCare, SiteType::typeCount, L"A", nullptr);
+  EXPECT_EQ(walk(*list), (Names{L"A", L"A"})) << "exact, case-sensitive names";
+  const bool yes = true, no = false;
+  list->setSiteSearchParams(&yes, ProtocolType::Http, SiteType::typeCount, nullptr, &no);
+  list->reset();
+  EXPECT_EQ(walk(*list), Names{L"A"}) << "the first argument tests enabled, the last local";
+  list->setSiteSearchParams(nullptr, ProtocolType::typeDontCare, SiteType::Master, nullptr, &yes);
+  EXPECT_TRUE(walk(*list).empty()) << "a new filter does not restart the walk";
+  list->reset();
+  EXPECT_EQ(walk(*list), Names{L"A"});
+}
+
+TEST_F(SiteList, OutOfRangeSearchArgumentsThrowARangeErrorNamingTheArgument) {
+  ListPtr list = makeList(store_);
+  auto rangeText = [&](int protocol, int type) -> std::string {
+    try {
+      list->setSiteSearchParams(nullptr, static_cast<ProtocolType::Types>(protocol),
+                                static_cast<SiteType::Types>(type), nullptr, nullptr);
+    } catch (const std::range_error& e) {
+      return e.what();
+    }
+    return "accepted";
+  };
+  EXPECT_EQ(rangeText(8, 0) + rangeText(-1, 0), "Arg 'protocol' out of range.Arg 'protocol' out of range.");
+  EXPECT_EQ(rangeText(0, 6) + rangeText(0, -1), "Arg 'siteType' out of range.Arg 'siteType' out of range.");
+  EXPECT_EQ(rangeText(7, 5), "accepted");
+}
+
+TEST_F(SiteList, ByIndexFollowsSiteOrderWithOnlyTheFiltersProtocolAndAnIndexBuiltOnce) {
+  store_.add(http("five", "Order=\"5\""));
+  store_.add(http("one", "Order=\"1\""));
+  store_.add(R"(<FTPSite Type="master" Name="ftp" Order="0"/>)");
+  store_.add(http("three", "Order=\"3\""));
+  ListPtr list = makeList(store_);
+  list->setSiteSearchParams(nullptr, ProtocolType::Http, SiteType::Master, L"nobody", nullptr);
+  EXPECT_EQ(byIndex(*list, 0) + byIndex(*list, 1) + byIndex(*list, 2), L"onethreefive");
+  EXPECT_EQ(byIndex(*list, 3) + byIndex(*list, -1), L"-5-5");
+  list->setSiteSearchParams(nullptr, ProtocolType::Ftp, SiteType::typeCount, nullptr, nullptr);
+  EXPECT_EQ(byIndex(*list, 0), L"one") << "the index is not rebuilt for a new filter";
+  EXPECT_EQ(walk(*list), Names{L"ftp"}) << "the walk by index leaves the iterator alone";
+}
+
+TEST_F(SiteList, EachSiteHandedOutCarriesOneReferenceAndAddSiteTakesOneOver) {
+  store_.add(http("A", "Order=\"1\""));
+  ListPtr list = makeList(store_);
+  auto* added = new im::ImSiteImpl();
+  added->initFromElement(ParsedXml(http("B")).root());
+  EXPECT_EQ(walk(*list), Names{L"A"});
+  EXPECT_EQ(list->addSite(added), im::rcSuccess);
+  EXPECT_EQ(walk(*list), (Names{L"A", L"B"})) << "adding restarts the walk";
+  im::IImSite* walked = nullptr;
+  im::IImSite* indexed = nullptr;
+  int index = 0;
+  list->reset();
+  ASSERT_EQ(list->getNextSite(walked), im::rcSuccess);
+  ASSERT_EQ(list->getNextSiteByIndex(index, indexed), im::rcSuccess);
+  ASSERT_EQ(walked, indexed);
+  auto* impl = dynamic_cast<im::ImSiteImpl*>(walked);
+  EXPECT_EQ(impl->getRefCount(), 3);
+  list.reset();
+  EXPECT_EQ(impl->getRefCount(), 2) << "the list gives its own reference back once";
+  EXPECT_EQ(walked->release() + indexed->release(), 1);
+}
+
+TEST_F(SiteList, ForeignAndMissingSitesAreReportedNotHandedOut) {
+  store_.addRaw(im::getNullSite());
+  store_.addRaw(nullptr);
+  store_.add(http("A"));
+  ListPtr list = makeList(store_);
+  im::IImSite* site = nullptr;
+  EXPECT_EQ(list->getNextSite(site), im::rcBadCast);
+  EXPECT_EQ(log_.count(im::LogLevel::InternalError, im::getErrorText(im::rcBadCast, false)), 1);
+  EXPECT_EQ(list->getNextSite(site), im::rcSiteListError);
+  EXPECT_EQ(list->getNextSite(site), im::rcSiteListError) << "an empty entry stops the walk";
+  EXPECT_EQ(site, nullptr);
+  EXPECT_EQ(byIndex(*list, 1), L"A") << "the index skips the empty entry";
+  EXPECT_EQ(byIndex(*list, 0), L"-13");
+}
+
+TEST_F(SiteList, EveryFailedConstructionNamesItsCauseAndGivesTheLockBack) {
+  store_.add(http("A"));
+  store_.add(http("B"));
+  const std::string prefix = "Failed to initialize ImSiteListImpl : ";
+  EXPECT_EQ(failureOf(&store_, im::rcNotInitialized), "created") << "a store given is a store to use";
+  store_.cookie = 0;
+  EXPECT_EQ(failureOf(&store_), prefix + "Access to a synchronization lock object failed.");
+  store_.cookie = 2;
+  store_.versionCode = im::rcBadSchema;
+  EXPECT_EQ(failureOf(&store_), prefix + "The provided sitelist does not follow the expected XML schema.");
+  store_.versionCode = im::rcSuccess;
+  store_.resetCode = im::rcNotLocked;
+  EXPECT_EQ(failureOf(&store_),
+            prefix + "An attempt was made to access a method without locking an object in Internet Manager.");
+  EXPECT_EQ(log_.count(im::LogLevel::Error, im::getErrorText(im::rcNotLocked, false)), 1);
+  store_.resetCode = im::rcSuccess;
+  store_.failAt = 1;
+  store_.failCode = im::rcShutDown;
+  EXPECT_EQ(failureOf(&store_),
+            "shutdown: inetmgr sitelist object cannot be created as shutdown request has arrived");
+  EXPECT_EQ(store_.locks, 5);
+  EXPECT_EQ(store_.unlocks, 5);
+  store_.lockThrows = true;
+  EXPECT_EQ(failureOf(&store_), prefix + "Access to a synchronization lock object failed.");
+  const int number = static_cast<int>(std::errc::resource_deadlock_would_occur);
+  EXPECT_EQ(log_.count(im::LogLevel::Error, L"Error accessing PersistSite's lock " + std::to_wstring(number)),
+            1);
+}
+
+TEST(SiteListWithoutStore, AMissingStoreIsEitherAShutdownOrAnUninitialisedLibrary) {
+  EXPECT_EQ(failureOf(nullptr, im::rcShutDown),
+            "shutdown: inetmgr sitelist object cannot be created as shutdown request has arrived");
+  EXPECT_EQ(failureOf(nullptr, im::rcLockFailed),
+            "Failed to initialize ImSiteListImpl : An attempt was made to use Internet Manager without first "
+            "initializing it with a valid sitelist file.");
+}
