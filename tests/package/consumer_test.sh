@@ -28,6 +28,9 @@ echo "--- exported symbols"
 lib=$(ls "$prefix"/lib*/libinetmgr.so.1 | head -n 1)
 exported=$(nm -D --defined-only -C "$lib" | awk '{ $1=""; $2=""; print }')
 echo "$exported" | grep -q 'corvane_com::zel::inetmgr::getErrorText' || { echo "getErrorText is not exported"; exit 1; }
+for symbol in createSiteListObject triggerShutdownInetMgr testResetSiteList; do
+  nm -D --defined-only "$lib" | awk '{print $3}' | grep -qx "$symbol" || { echo "$symbol is not exported undecorated"; exit 1; }
+done
 if echo "$exported" | grep -E 'corvane_com::zel::platform::|inetmgr_internal'; then
   echo "internal symbols leak out of the library"; exit 1
 fi
