@@ -1,6 +1,9 @@
 // inetmgr: a command-line view of the library, for administrators and for
 // checking a machine's set-up. Exit codes follow the library's result codes
 // (a negative code n exits with 256 + n).
+#include <termios.h>
+#include <unistd.h>
+
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +27,9 @@ const char kUsage[] =
     "                            versions and the policies, or why the list was rejected.\n"
     "                            PATH defaults to $INETMGR_DATA_DIR/etc/SiteList.xml; the\n"
     "                            cache and CA bundle are written beside it.\n"
+    "  encrypt-password          reads a password from standard input (never from the command\n"
+    "                            line) and prints the text a site list stores for it, under\n"
+    "                            this machine's key ($INETMGR_DATA_DIR/etc/inetmgr.key)\n"
     "  about                     the library's version, data directory and result codes\n"
     "  help, --help              this text\n"
     "\n"
@@ -83,9 +89,6 @@ int sites(const std::vector<std::string>& args) {
     if (args[i] == "--sitelist" && i + 1 < args.size()) {
       location = widen(args[++i]);
       im::test::ReplaceSiteListSource(location.c_str());
-    } else if (args[i] == "--help" || args[i] == "-h") {
-      std::cout << kUsage;
-      return 0;
     } else {
       std::cerr << "inetmgr sites: unexpected argument '" << args[i] << "'\n";
       return exitCode(im::rcBadArgument);
@@ -128,6 +131,65 @@ int sites(const std::vector<std::string>& args) {
   return 0;
 }
 
+std::wstring fromUtf8Line(const std::string& line) {
+  std::wstring out;
+  for (std::size_t i = 0; i < line.size();) {
+    const auto lead = static_cast<unsigned char>(line[i]);
+    const int length = lead < 0x80 ? 1 : (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3 : (lead >> 3) == 30 ? 4 : 0;
+    if (length == 0 || i + length > line.size()) return std::wstring();
+    unsigned long c = length == 1 ? lead : lead & (0x7F >> length);
+    for (int k = 1; k < length; ++k) c = (c << 6) | (static_cast<unsigned char>(line[i + k]) & 0x3F);
+    out += static_cast<wchar_t>(c);
+    i += static_cast<std::size_t>(length);
+  }
+  return out;
+}
+
+// One line from standard input, without echo when it is a terminal.
+bool readSecretLine(std::string& line) {
+  const bool terminal = ::isatty(0) == 1;
+  termios saved{};
+  if (terminal && ::tcgetattr(0, &saved) == 0) {
+    termios quiet = saved;
+    quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
+    ::tcsetattr(0, TCSAFLUSH, &quiet);
+    std::cerr << "password: " << std::flush;
+  }
+  const bool ok = static_cast<bool>(std::getline(std::cin, line));
+  if (terminal) {
+    ::tcsetattr(0, TCSAFLUSH, &saved);
+    std::cerr << "\n";
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return ok;
+}
+
+int encryptPassword(const std::vector<std::string>& args) {
+  if (!args.empty()) {
+    std::cerr << "inetmgr encrypt-password: the password is read from standard input, not from arguments\n";
+    return exitCode(im::rcBadArgument);
+  }
+  std::string line;
+  if (!readSecretLine(line)) {
+    std::cerr << "inetmgr encrypt-password: no password on standard input\n";
+    return exitCode(im::rcBadArgument);
+  }
+  const std::wstring password = fromUtf8Line(line);
+  std::fill(line.begin(), line.end(), '\0');
+  if (password.empty() && !line.empty()) {
+    std::cerr << "inetmgr encrypt-password: the password is not UTF-8\n";
+    return exitCode(im::rcBadArgument);
+  }
+  std::wstring text;
+  const im::ResultCode rc = im::encryptSiteListPassword(password, text);
+  if (rc != im::rcSuccess) {
+    std::cerr << "inetmgr encrypt-password: " << utf8(im::getErrorText(rc, false)) << "\n";
+    return exitCode(rc);
+  }
+  std::cout << utf8(text) << "\n";
+  return 0;
+}
+
 int about() {
   std::cout << "inetmgr " << im::getLibraryVersion() << "\n";
   std::wstring location;
@@ -145,7 +207,14 @@ int about() {
 int main(int argc, char** argv) {
   const std::string command = argc > 1 ? argv[1] : "sites";
   const std::vector<std::string> args(argv + (argc > 1 ? 2 : 1), argv + argc);
+  for (const std::string& arg : args) {
+    if (arg == "--help" || arg == "-h") {
+      std::cout << kUsage;
+      return 0;
+    }
+  }
   if (command == "sites") return sites(args);
+  if (command == "encrypt-password") return encryptPassword(args);
   if (command == "about") return about();
   if (command == "help" || command == "--help" || command == "-h") {
     std::cout << kUsage;
