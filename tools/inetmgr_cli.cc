@@ -9,10 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "inetmgr/inetmgr.h"
+#include "site_list_description.h"
+#include "tool_text.h"
 
 namespace im = corvane_com::zel::inetmgr;
 
@@ -27,6 +30,10 @@ const char kUsage[] =
     "                            versions and the policies, or why the list was rejected.\n"
     "                            PATH defaults to $INETMGR_DATA_DIR/etc/SiteList.xml; the\n"
     "                            cache and CA bundle are written beside it.\n"
+    "  write --from FILE         writes the site list described by the JSON file FILE (see\n"
+    "                            examples/SiteList.json) to its \"output\" path or to the\n"
+    "                            agent's site list location; passwords are given in the\n"
+    "                            form encrypt-password prints\n"
     "  encrypt-password          reads a password from standard input (never from the command\n"
     "                            line) and prints the text a site list stores for it, under\n"
     "                            this machine's key ($INETMGR_DATA_DIR/etc/inetmgr.key)\n"
@@ -39,31 +46,7 @@ const char kUsage[] =
 
 int exitCode(im::ResultCode code) { return static_cast<int>(code) & 0xFF; }
 
-std::string utf8(const std::wstring& text) {
-  std::string out;
-  for (wchar_t wc : text) {
-    auto c = static_cast<unsigned long>(wc);
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
-
-std::wstring widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+std::string utf8(const std::wstring& text) { return toUtf8(text); }
 
 // Error records of the library, shown as the reason when a list is refused.
 void collectErrors(im::LogLevel level, const wchar_t* tag, const wchar_t* text, void* context) {
@@ -87,7 +70,12 @@ int sites(const std::vector<std::string>& args) {
   std::wstring location;
   for (std::size_t i = 0; i < args.size(); ++i) {
     if (args[i] == "--sitelist" && i + 1 < args.size()) {
-      location = widen(args[++i]);
+      try {
+        location = fromUtf8(args[++i]);
+      } catch (const std::invalid_argument&) {
+        std::cerr << "inetmgr sites: the path is not UTF-8\n";
+        return exitCode(im::rcBadArgument);
+      }
       im::test::ReplaceSiteListSource(location.c_str());
     } else {
       std::cerr << "inetmgr sites: unexpected argument '" << args[i] << "'\n";
@@ -131,20 +119,6 @@ int sites(const std::vector<std::string>& args) {
   return 0;
 }
 
-std::wstring fromUtf8Line(const std::string& line) {
-  std::wstring out;
-  for (std::size_t i = 0; i < line.size();) {
-    const auto lead = static_cast<unsigned char>(line[i]);
-    const int length = lead < 0x80 ? 1 : (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3 : (lead >> 3) == 30 ? 4 : 0;
-    if (length == 0 || i + length > line.size()) return std::wstring();
-    unsigned long c = length == 1 ? lead : lead & (0x7F >> length);
-    for (int k = 1; k < length; ++k) c = (c << 6) | (static_cast<unsigned char>(line[i + k]) & 0x3F);
-    out += static_cast<wchar_t>(c);
-    i += static_cast<std::size_t>(length);
-  }
-  return out;
-}
-
 // One line from standard input, without echo when it is a terminal.
 bool readSecretLine(std::string& line) {
   const bool terminal = ::isatty(0) == 1;
@@ -174,12 +148,14 @@ int encryptPassword(const std::vector<std::string>& args) {
     std::cerr << "inetmgr encrypt-password: no password on standard input\n";
     return exitCode(im::rcBadArgument);
   }
-  const std::wstring password = fromUtf8Line(line);
-  std::fill(line.begin(), line.end(), '\0');
-  if (password.empty() && !line.empty()) {
+  std::wstring password;
+  try {
+    password = fromUtf8(line);
+  } catch (const std::invalid_argument&) {
     std::cerr << "inetmgr encrypt-password: the password is not UTF-8\n";
     return exitCode(im::rcBadArgument);
   }
+  std::fill(line.begin(), line.end(), '\0');
   std::wstring text;
   const im::ResultCode rc = im::encryptSiteListPassword(password, text);
   if (rc != im::rcSuccess) {
@@ -215,6 +191,13 @@ int main(int argc, char** argv) {
   }
   if (command == "sites") return sites(args);
   if (command == "encrypt-password") return encryptPassword(args);
+  if (command == "write") {
+    if (args.size() != 2 || args[0] != "--from") {
+      std::cerr << "usage: inetmgr write --from FILE\n";
+      return exitCode(im::rcBadArgument);
+    }
+    return writeSiteListFromDescription(args[1]);
+  }
   if (command == "about") return about();
   if (command == "help" || command == "--help" || command == "-h") {
     std::cout << kUsage;

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# cli_test.sh INETMGR EXAMPLE_SITELIST: the command-line tool as an
-# administrator uses it.
+# cli_test.sh INETMGR EXAMPLES_DIR: the command-line tool as an administrator
+# uses it.
 set -euo pipefail
 tool=$1
-example=$2
+examples=$2
+example=$examples/SiteList.xml
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 export INETMGR_DATA_DIR=$scratch/data INETMGR_TEST_IP_ADDRESS=10.0.0.9
@@ -39,4 +40,21 @@ cat > "$scratch/pw.xml" <<XML
 XML
 "$tool" sites --sitelist "$scratch/pw.xml" | grep -q WithPassword || fail "the encrypted password is not accepted"
 "$tool" sites --help | grep -q "usage: inetmgr" || fail "no help"
+
+# A site list written from its description reads back with every site.
+rm -f "$INETMGR_DATA_DIR/etc/sitecache.bin"
+"$tool" write --from "$examples/SiteList.json" || fail "write --from exited $?"
+grep -q "<SpipeSite" "$INETMGR_DATA_DIR/etc/SiteList.xml" || fail "no spipe site written"
+out=$("$tool" sites) || fail "the written list is rejected: $out"
+for name in ePO_SERVER01 RepoEast FtpArchive BranchShare BranchSuperAgent VendorFallback; do
+  grep -q "$name" <<<"$out" || fail "$name missing after write: $out"
+done
+printf '{"globalVersion": "1", "localVersion": "1", "siteLists": [{"sites": [{"kind": "http", "nmae": "typo"}]}]}' \
+  > "$scratch/typo.json"
+set +e
+"$tool" write --from "$scratch/typo.json" 2>"$scratch/err"
+status=$?
+set -e
+[[ $status -eq 253 ]] || fail "a misspelt key exits $status, not 253 (-3)"
+grep -q 'unknown key "nmae"' "$scratch/err" || fail "the typo is not named: $(cat "$scratch/err")"
 echo "cli test passed"
