@@ -12,6 +12,7 @@
 #include "inetmgr/secure_string.h"
 #include "inetmgr/site.h"
 #include "inetmgr/site_list.h"
+#include "inetmgr/site_list_writer.h"
 #include "inetmgr/site_types.h"
 #include "inetmgr/sitelist_schema.h"
 #include "inetmgr/xoinet.h"

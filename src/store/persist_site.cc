@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "core/deadline.h"
+#include "inetmgr/site_list_writer.h"
 #include "platform/assert.h"
 #include "platform/interprocess_lock.h"
 #include "platform/log.h"
@@ -210,6 +211,13 @@ bool PersistSite::loadDocumentIfInternalListExpired(std::wstring& ip) {
 bool PersistSite::readDocument() {
   if (siteList_.empty()) {
     platform::logError(kTag, L"No sitelist file specified.");
+    return false;
+  }
+  // Shared with this process's writers of the file, as the inter-process
+  // lock below is with other processes.
+  std::shared_ptr<std::shared_lock<std::shared_timed_mutex>> writerLock;
+  if (SiteListWriter::acquireReadLock(writerLock, kLockWaitSeconds) != rcSuccess) {
+    platform::logError(kTag, L"Failed to lock the site list file " + siteList_);
     return false;
   }
   platform::InterProcessReadLock fileLock(L"SiteListLock");
