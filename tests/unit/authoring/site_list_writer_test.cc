@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <map>
-#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -42,43 +41,51 @@ Kind kind(im::SiteInfoObjectID id, const wchar_t* element, im::ProtocolType::Typ
   return {id, element, protocol, word, type, std::move(attributes), std::move(elements)};
 }
 
-const Names kPlain = {XO_XML_SITE_TYPE,  XO_XML_SITE_SERVER, XO_XML_SITE_NAME,   XO_XML_SITE_ID,
-                      XO_XML_SITE_LOCAL, XO_XML_SITE_ORDER,  XO_XML_SITE_ENABLED};
-const std::vector<Kind> kKinds = {
-    kind(im::HttpSiteInfo, XO_XML_SITELIST_HTTP_SITE, im::ProtocolType::Http, STR_SITE_TYPE_REPOSITORY,
-         im::SiteType::Repository, kPlain,
-         {XO_XML_SITE_RELATIVEPATH, XO_XML_HTTPSITE_USE_AUTH, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
-          XO_XML_HTTPSITE_REPLICATION_UNC, XO_XML_SITE_REPLICATION_DOMAIN_NAME,
-          XO_XML_SITE_REPLICATION_USER_NAME, XO_XML_SITE_REPLICATION_PASSWORD}),
-    kind(im::FtpSiteInfo, XO_XML_SITELIST_FTP_SITE, im::ProtocolType::Ftp, L"fallback",
-         im::SiteType::Fallback, kPlain,
-         {XO_XML_SITE_RELATIVEPATH, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
-          XO_XML_SITE_REPLICATION_USER_NAME, XO_XML_SITE_REPLICATION_PASSWORD}),
-    kind(im::UncSiteInfo, XO_XML_SITELIST_UNC_SITE, im::ProtocolType::Unc, STR_SITE_TYPE_MIRROR,
-         im::SiteType::Mirror, kPlain,
-         {XO_XML_UNCSITE_SHARENAME, XO_XML_SITE_RELATIVEPATH, XO_XML_UNCSITE_USE_LOGON_USER_ACCOUNT,
-          XO_XML_SITE_DOMAIN_NAME, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
-          XO_XML_SITE_REPLICATION_DOMAIN_NAME, XO_XML_SITE_REPLICATION_USER_NAME,
-          XO_XML_SITE_REPLICATION_PASSWORD}),
-    kind(im::LocalSiteInfo, XO_XML_SITELIST_LOCAL_SITE, im::ProtocolType::Local, STR_SITE_TYPE_REMEDIATION,
-         im::SiteType::Remediation, kPlain,
-         {XO_XML_SITE_RELATIVEPATH, XO_XML_UNCSITE_USE_LOGON_USER_ACCOUNT, XO_XML_SITE_DOMAIN_NAME,
-          XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD}),
-    kind(im::SpipeSiteInfo, XO_XML_SITELIST_SPIPE_SITE, im::ProtocolType::Spipe, STR_SITE_TYPE_MASTER,
-         im::SiteType::Master,
-         {XO_XML_SITE_NAME, XO_XML_SITE_SERVER, XO_XML_SITE_SERVER_IP, XO_XML_SITE_TYPE,
-          XO_XML_SERVER_NETBIOS_NAME, XO_XML_SITE_ID, XO_XML_SITE_ORDER, XO_XML_SITE_ENABLED},
-         {XO_XML_SITE_RELATIVEPATH}),
-    kind(im::SuperAgentSiteInfo, XO_XML_SITELIST_SUPERAGENT_SITE, im::ProtocolType::SuperAgent,
-         STR_SITE_TYPE_REPOSITORY, im::SiteType::Repository,
-         {XO_XML_SITE_TYPE, XO_XML_SITE_SERVER, XO_XML_SITE_NAME, XO_XML_SITE_ID, XO_XML_SITE_ORDER,
-          XO_XML_SITE_ENABLED},
-         {XO_XML_SITE_RELATIVEPATH}),
-};
-// Written even when empty.
-const std::set<std::wstring> kKeptWhenEmpty = {XO_XML_SITE_NAME, XO_XML_SITE_SERVER_IP,
-                                               XO_XML_SERVER_NETBIOS_NAME, XO_XML_SITE_RELATIVEPATH};
+const std::vector<Kind>& kinds() {
+  static const Names kPlain = {XO_XML_SITE_TYPE,  XO_XML_SITE_SERVER, XO_XML_SITE_NAME,   XO_XML_SITE_ID,
+                               XO_XML_SITE_LOCAL, XO_XML_SITE_ORDER,  XO_XML_SITE_ENABLED};
+  static const std::vector<Kind> all = {
+      kind(im::HttpSiteInfo, XO_XML_SITELIST_HTTP_SITE, im::ProtocolType::Http, STR_SITE_TYPE_REPOSITORY,
+           im::SiteType::Repository, kPlain,
+           {XO_XML_SITE_RELATIVEPATH, XO_XML_HTTPSITE_USE_AUTH, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
+            XO_XML_HTTPSITE_REPLICATION_UNC, XO_XML_SITE_REPLICATION_DOMAIN_NAME,
+            XO_XML_SITE_REPLICATION_USER_NAME, XO_XML_SITE_REPLICATION_PASSWORD}),
+      kind(im::FtpSiteInfo, XO_XML_SITELIST_FTP_SITE, im::ProtocolType::Ftp, L"fallback",
+           im::SiteType::Fallback, kPlain,
+           {XO_XML_SITE_RELATIVEPATH, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
+            XO_XML_SITE_REPLICATION_USER_NAME, XO_XML_SITE_REPLICATION_PASSWORD}),
+      kind(im::UncSiteInfo, XO_XML_SITELIST_UNC_SITE, im::ProtocolType::Unc, STR_SITE_TYPE_MIRROR,
+           im::SiteType::Mirror, kPlain,
+           {XO_XML_UNCSITE_SHARENAME, XO_XML_SITE_RELATIVEPATH, XO_XML_UNCSITE_USE_LOGON_USER_ACCOUNT,
+            XO_XML_SITE_DOMAIN_NAME, XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD,
+            XO_XML_SITE_REPLICATION_DOMAIN_NAME, XO_XML_SITE_REPLICATION_USER_NAME,
+            XO_XML_SITE_REPLICATION_PASSWORD}),
+      kind(im::LocalSiteInfo, XO_XML_SITELIST_LOCAL_SITE, im::ProtocolType::Local, STR_SITE_TYPE_REMEDIATION,
+           im::SiteType::Remediation, kPlain,
+           {XO_XML_SITE_RELATIVEPATH, XO_XML_UNCSITE_USE_LOGON_USER_ACCOUNT, XO_XML_SITE_DOMAIN_NAME,
+            XO_XML_SITE_USER_NAME, XO_XML_SITE_PASSWORD}),
+      kind(im::SpipeSiteInfo, XO_XML_SITELIST_SPIPE_SITE, im::ProtocolType::Spipe, STR_SITE_TYPE_MASTER,
+           im::SiteType::Master,
+           {XO_XML_SITE_NAME, XO_XML_SITE_SERVER, XO_XML_SITE_SERVER_IP, XO_XML_SITE_TYPE,
+            XO_XML_SERVER_NETBIOS_NAME, XO_XML_SITE_ID, XO_XML_SITE_ORDER, XO_XML_SITE_ENABLED},
+           {XO_XML_SITE_RELATIVEPATH}),
+      kind(im::SuperAgentSiteInfo, XO_XML_SITELIST_SUPERAGENT_SITE, im::ProtocolType::SuperAgent,
+           STR_SITE_TYPE_REPOSITORY, im::SiteType::Repository,
+           {XO_XML_SITE_TYPE, XO_XML_SITE_SERVER, XO_XML_SITE_NAME, XO_XML_SITE_ID, XO_XML_SITE_ORDER,
+            XO_XML_SITE_ENABLED},
+           {XO_XML_SITE_RELATIVEPATH}),
+  };
+  return all;
+}
+
 constexpr std::size_t kSpipe = 4;
+
+// Fields of site i written even when empty.
+bool keptWhenEmpty(std::size_t i, const std::wstring& name) {
+  return name == XO_XML_SITE_NAME ||
+         (i == kSpipe && (name == XO_XML_SITE_SERVER_IP || name == XO_XML_SERVER_NETBIOS_NAME ||
+                          name == XO_XML_SITE_RELATIVEPATH));
+}
 
 Names attributeNames(const Element& element) {
   Names names;
@@ -113,7 +120,7 @@ std::wstring plainPassword(std::size_t i, const std::wstring& name) {
 // site's computer name and the FTP site's ID, and "site<i>:" + name otherwise.
 std::wstring textOf(std::size_t i, const std::wstring& name) {
   const std::map<std::wstring, std::wstring> real = {
-      {XO_XML_SITE_NAME, L"site" + std::to_wstring(i)}, {XO_XML_SITE_TYPE, kKinds[i].typeWord},
+      {XO_XML_SITE_NAME, L"site" + std::to_wstring(i)}, {XO_XML_SITE_TYPE, kinds()[i].typeWord},
       {XO_XML_SITE_ENABLED, i % 2 ? L"1" : L"0"},       {XO_XML_SITE_ORDER, std::to_wstring(20 - i)},
       {XO_XML_SITE_LOCAL, i % 3 ? L"0" : L"1"},         {XO_XML_HTTPSITE_USE_AUTH, L"1"},
       {XO_XML_UNCSITE_USE_LOGON_USER_ACCOUNT, L"0"}};
@@ -128,9 +135,9 @@ std::wstring textOf(std::size_t i, const std::wstring& name) {
 // The property map the reader should build for site i.
 std::map<std::wstring, std::wstring> expectedProperties(std::size_t i) {
   std::map<std::wstring, std::wstring> expected;
-  for (const Names* names : {&kKinds[i].attributes, &kKinds[i].elements}) {
+  for (const Names* names : {&kinds()[i].attributes, &kinds()[i].elements}) {
     for (const std::wstring& name : *names) {
-      if (!textOf(i, name).empty() || kKeptWhenEmpty.count(name) != 0) expected[name] = textOf(i, name);
+      if (!textOf(i, name).empty() || keptWhenEmpty(i, name)) expected[name] = textOf(i, name);
     }
   }
   expected.erase(XO_XML_SITE_PASSWORD);  // taken out of the map by the reader
@@ -143,9 +150,9 @@ class SiteListWriterTest : public inetmgr_test::StoreTest {
   // One site of every kind (texts from textOf), an empty site, a full proxy,
   // and two proxies the writer skips.
   void author() {
-    for (std::size_t i = 0; i < kKinds.size(); ++i) {
+    for (std::size_t i = 0; i < kinds().size(); ++i) {
       const auto v = [i](const wchar_t* name) { return textOf(i, name); };
-      im::SiteInfo* site = list_.getSiteInfoObject(kKinds[i].id);
+      im::SiteInfo* site = list_.getSiteInfoObject(kinds()[i].id);
       site->setSiteName(v(XO_XML_SITE_NAME));
       site->setSiteServer(v(XO_XML_SITE_SERVER));
       site->setSiteServerIP(v(XO_XML_SITE_SERVER_IP));
@@ -231,16 +238,16 @@ TEST_F(SiteListWriterTest, WritesEveryAttributeAndElementInItsFixedOrderWithTheE
 
   const Element list = root.GetElement(XO_XML_SITELIST);
   Names expectedEntries;
-  for (const Kind& kind : kKinds) expectedEntries.push_back(kind.element);
+  for (const Kind& kind : kinds()) expectedEntries.push_back(kind.element);
   expectedEntries.push_back(XO_XML_PROXY_CONFIG_LIST);
   EXPECT_EQ(childNames(list), expectedEntries) << "the empty site is skipped";
-  for (std::size_t i = 0; i < kKinds.size(); ++i) {
-    SCOPED_TRACE(kKinds[i].element);
-    const Element site = list.GetElement(kKinds[i].element);
-    Names attributes = kKinds[i].attributes;
+  for (std::size_t i = 0; i < kinds().size(); ++i) {
+    SCOPED_TRACE(kinds()[i].element);
+    const Element site = list.GetElement(kinds()[i].element);
+    Names attributes = kinds()[i].attributes;
     if (i == 1) attributes.erase(attributes.begin() + 3);  // the FTP site's empty ID
     EXPECT_EQ(attributeNames(site), attributes);
-    EXPECT_EQ(childNames(site), kKinds[i].elements);
+    EXPECT_EQ(childNames(site), kinds()[i].elements);
     const auto marker = [&](const wchar_t* name) { return site.GetElement(name).GetAttribute(L"Encrypted"); };
     EXPECT_EQ(marker(XO_XML_SITE_PASSWORD).GetValue(), i < 4 ? L"1" : L"");
     EXPECT_EQ(marker(XO_XML_SITE_REPLICATION_PASSWORD).GetValue(), i < 3 ? L"0" : L"");
@@ -297,12 +304,12 @@ TEST_F(SiteListWriterTest, TheStoreReadsBackExactlyWhatWasAuthored) {
     const im::IImSite_ptr held = im::wrapSitePtr(found);
     const auto& site = dynamic_cast<const im::ImSiteImpl&>(*found);
     const std::size_t i = std::stoul(site.getSiteName().substr(4));
-    ASSERT_LT(i, kKinds.size());
-    SCOPED_TRACE(kKinds[i].element);
+    ASSERT_LT(i, kinds().size());
+    SCOPED_TRACE(kinds()[i].element);
     const std::map<std::wstring, std::wstring> expected = expectedProperties(i);
     EXPECT_EQ(site.getProperties(), expected);
-    EXPECT_EQ(site.getProtocol(), kKinds[i].protocol);
-    EXPECT_EQ(site.getType(), kKinds[i].type);
+    EXPECT_EQ(site.getProtocol(), kinds()[i].protocol);
+    EXPECT_EQ(site.getType(), kinds()[i].type);
     EXPECT_EQ(site.isEnabled(), textOf(i, XO_XML_SITE_ENABLED) == L"1");
     EXPECT_EQ(site.isLocalSiteList(),
               expected.count(XO_XML_SITE_LOCAL) && textOf(i, XO_XML_SITE_LOCAL) == L"1");
@@ -411,9 +418,10 @@ TEST_F(SiteListWriterTest, AWriteWithoutALocationADirectoryOrADocumentFailsWithI
   EXPECT_EQ(writer.writeSiteList(1), im::rcUnexpected);
   EXPECT_EQ(log.count(im::LogLevel::Error, L"SiteList.xml write failed"), 1);
 
+  // A moved-from writer has no document, by contract.
   im::SiteListWriter moved(std::move(writer));
   im::SiteList list(L"Main", L"");
-  EXPECT_EQ(writer.addSiteList(list), im::rcOutOfMemory);
+  EXPECT_EQ(writer.addSiteList(list), im::rcOutOfMemory);  // NOLINT(bugprone-use-after-move)
   EXPECT_EQ(writer.writeSiteList(1), im::rcOutOfMemory);
   moved.resetSiteListLocation(path_.c_str());
   EXPECT_EQ(moved.writeSiteList(1), im::rcSuccess);
