@@ -58,12 +58,12 @@ SiteInfo::SiteInfo(SiteInfoObjectID id) : objectID_(id) {}
 // Every plain setter and credential pair has one of these two shapes.
 #define INETMGR_SETTER(Class, name, member)           \
   ResultCode Class::name(const std::wstring& value) { \
-    member = value;                                   \
+    (member) = value;                                 \
     return rcSuccess;                                 \
   }
 #define INETMGR_CREDENTIALS(Class, setter, getter, member) \
   ResultCode Class::setter(const UserLoginInfo& info) {    \
-    member = info;                                         \
+    (member) = info;                                       \
     return rcSuccess;                                      \
   }                                                        \
   ResultCode Class::getter(UserLoginInfo* info) const {    \
