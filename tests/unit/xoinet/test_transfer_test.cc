@@ -76,17 +76,6 @@ TEST(TestTransfer, RecordsEachOperationWhileLoggedOnWithItsPathsSplitAndReportsO
   EXPECT_EQ(record(), L"3|||/repo/cur|Catalog.z|/r2.xml") << "the refused attempt is still recorded";
 }
 
-TEST(XoInetItfFactory, CreateAndDestroyBalanceTheInstanceCountExactly) {
-  const int before = getTransferInstanceCount();
-  {
-    Transfer unc = create(xoInetProtocolUnc);
-    Transfer invalid = create(xoInetProtocolInvalid);
-    EXPECT_EQ(before + 2, getTransferInstanceCount());
-    EXPECT_TRUE(unc->GetProtocol() == xoInetProtocolUnc && invalid->GetProtocol() == xoInetProtocolInvalid);
-  }
-  EXPECT_EQ(before, getTransferInstanceCount());
-}
-
 TEST(XoInetItfFactoryDeathTest, DestroyingMoreThanWereCreatedStopsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
