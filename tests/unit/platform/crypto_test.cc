@@ -1,5 +1,5 @@
 // The crypto service: key file creation, determinism, authentication, the
-// document form of passwords and whole-document encryption.
+// document form of passwords.
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -131,19 +131,4 @@ TEST(Crypto, DocumentTextOfAPasswordRoundTrips) {
   EXPECT_EQ(text, L"");
   EXPECT_TRUE(encryption->decryptText(L"", plain));
   EXPECT_EQ(plain, L"");
-}
-
-TEST(Crypto, EncryptedDocumentsDecryptAndPlainOnesPassThrough) {
-  inetmgr_test::ScopedDataDir data;
-  const CryptBuffer document = bytes("<SiteLists/>");
-  CryptBuffer stored;
-  ASSERT_TRUE(pf::ACryptWrap::encrypt_data(document, stored));
-  EXPECT_NE(stored, document);
-  CryptBuffer out;
-  ASSERT_TRUE(pf::ACryptWrap::decrypt_data(stored, out));
-  EXPECT_EQ(out, document);
-  ASSERT_TRUE(pf::ACryptWrap::decrypt_data(document, out));
-  EXPECT_EQ(out, document);
-  stored.back() ^= 0x80;
-  EXPECT_FALSE(pf::ACryptWrap::decrypt_data(stored, out));
 }
