@@ -84,6 +84,7 @@ TEST(SiteListVersions, AnyCarriedVersionThatDiffersIsNewerAndEmptyHeldVersionsTa
        {std::make_tuple(both, L"5", L"1", true), std::make_tuple(both, L"4", L"1", false),
         std::make_tuple(std::string(R"(LocalVersion="2")"), L"4", L"1", true),
         std::make_tuple(std::string(R"(LocalVersion="2")"), L"4", L"2", false),
+        std::make_tuple(std::string(R"(GlobalVersion="4")"), L"4", L"1", false),
         std::make_tuple(std::string(), L"", L"", true), std::make_tuple(std::string(), L"5", L"1", false)}) {
     EXPECT_EQ(inetmgr::isDocumentVersionNewer(ParsedXml("<L " + attributes + "/>").root(), global, local),
               newer)
@@ -91,7 +92,7 @@ TEST(SiteListVersions, AnyCarriedVersionThatDiffersIsNewerAndEmptyHeldVersionsTa
   }
   EXPECT_EQ(log.count(LogLevel::Detail, L"version global file: 4 internal: 5 local file: 1 internal: 1"), 1);
   EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version != internal version"), 2);
-  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version <= internal version"), 2);
+  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version <= internal version"), 3);
   EXPECT_EQ(log.count(LogLevel::Detail, L"Internal site list version are empty"), 1);
   EXPECT_EQ(log.count(LogLevel::Detail, L"No versions in site list file"), 1);
 }
