@@ -18,8 +18,6 @@ namespace {
 using namespace corvane_com::zel::inetmgr;
 namespace fs = std::filesystem;
 
-void writeFile(const std::string& path, const std::string& contents) { std::ofstream(path) << contents; }
-
 TEST(PathUtils, BackSlashesBecomeForwardSlashesAndOtherTextIsKept) {
   EXPECT_EQ(L"srv/share/file.txt", changeBackToForwardSlashW(L"srv\\share\\file.txt"));
   EXPECT_EQ("srv/share/file.txt", changeBackToForwardSlash(L"srv\\share\\file.txt"));
@@ -48,65 +46,49 @@ TEST(PathUtils, EachProtocolGetsItsNameRuleAndOtherValuesGetNone) {
   EXPECT_TRUE(checkPathNames("/repo/bad name", nullptr));
 }
 
-TEST(FileStat, EqualTimeAndSizeCompareEqualWhateverThePath) {
+TEST(FileStat, EqualTimeAndSizeCompareEqualWhateverThePathAndRefreshReadsBoth) {
   inetmgr_test::TempDir dir;
-  writeFile(dir.file("one.xml"), "12345");
-  writeFile(dir.file("two.xml"), "abcde");
-  const auto time = fs::last_write_time(dir.file("one.xml")) - std::chrono::hours(2);
-  fs::last_write_time(dir.file("one.xml"), time);
-  fs::last_write_time(dir.file("two.xml"), time);
+  std::ofstream(dir.file("one.xml")) << "12345";
+  std::ofstream(dir.file("two.xml")) << "abcde";
   FileStat one, two;
   one.setFile(fs::path(dir.file("one.xml")));
   two.setFile(dir.wfile("two.xml"));
   one.refresh();
+  EXPECT_NEAR(static_cast<double>(std::time(nullptr)), one.getLastModified(), 600.0);
+  const auto time = fs::last_write_time(dir.file("one.xml")) - std::chrono::hours(2);
+  const FileStat before = one;
+  fs::last_write_time(dir.file("one.xml"), time);
+  fs::last_write_time(dir.file("two.xml"), time);
+  one.refresh();
   two.refresh();
+  EXPECT_EQ(before.getLastModified() - 7200, one.getLastModified());
   EXPECT_TRUE(one == two && !(one != two));
 
-  writeFile(dir.file("two.xml"), "abcdef");
+  std::ofstream(dir.file("two.xml")) << "abcdef";
   fs::last_write_time(dir.file("two.xml"), time);
   two.refresh();
   EXPECT_TRUE(one != two) << "a size change alone must count";
 }
 
-TEST(FileStat, RefreshReadsTheFilesModificationTime) {
+TEST(FileStat, AResetStatRefreshesToNothingAndAMissingFileThrowsItsErrno) {
   inetmgr_test::TempDir dir;
-  writeFile(dir.file("SiteList.xml"), "<x/>");
-  FileStat stat;
-  stat.setFile(dir.wfile("SiteList.xml"));
-  stat.refresh();
-  EXPECT_NEAR(static_cast<double>(std::time(nullptr)), stat.getLastModified(), 600.0);
-
-  const FileStat before = stat;
-  fs::last_write_time(dir.file("SiteList.xml"), fs::last_write_time(dir.file("SiteList.xml")) - std::chrono::hours(1));
-  stat.refresh();
-  EXPECT_EQ(before.getLastModified() - 3600, stat.getLastModified());
-}
-
-TEST(FileStat, RefreshOfAResetStatLeavesItAtZeroWithoutTouchingTheFileSystem) {
-  inetmgr_test::TempDir dir;
-  writeFile(dir.file("gone.xml"), "content");
-  FileStat stat;
-  stat.setFile(std::wstring(dir.wfile("gone.xml")));
-  stat.refresh();
-  ASSERT_NE(0, stat.getLastModified());
-  stat.reset();
-  fs::remove(dir.file("gone.xml"));
-  EXPECT_NO_THROW(stat.refresh());
-  EXPECT_TRUE(stat == FileStat() && stat.getFilename().empty());
-}
-
-TEST(FileStat, RefreshOfAMissingFileThrowsTheFileSystemErrorWithItsErrno) {
-  inetmgr_test::TempDir dir;
+  std::ofstream(dir.file("gone.xml")) << "content";
   FileStat stat;
   // Back-slashes in a wide path are separators.
-  stat.setFile(dir.path().wstring() + L"\\missing.xml");
-  EXPECT_EQ(dir.wfile("missing.xml"), stat.getFilename());
+  stat.setFile(dir.path().wstring() + L"\\gone.xml");
+  EXPECT_EQ(dir.wfile("gone.xml"), stat.getFilename());
+  stat.refresh();
+  ASSERT_NE(0, stat.getLastModified());
+  fs::remove(dir.file("gone.xml"));
   try {
     stat.refresh();
     ADD_FAILURE() << "refresh of a missing file must throw";
   } catch (const fs::filesystem_error& e) {
     EXPECT_EQ(ENOENT, e.code().value());
   }
+  stat.reset();
+  EXPECT_NO_THROW(stat.refresh());
+  EXPECT_TRUE(stat == FileStat() && stat.getFilename().empty());
 }
 
 }  // namespace

@@ -9,19 +9,13 @@
 #include "support/log_capture.h"
 
 namespace im = corvane_com::zel::inetmgr;
+namespace xo = corvane_com::zel::xoInet;
 using im::LogLevel;
 using im::ResultCode;
 
-TEST(ResultCode, OnlyNegativeCodesAreErrors) {
-  EXPECT_TRUE(im::isCodeError(im::rcUnexpected));
-  EXPECT_TRUE(im::isCodeError(im::rcShutDown));
-  EXPECT_FALSE(im::isCodeError(im::rcSuccess));
-  EXPECT_FALSE(im::isCodeError(im::rcEndOfList));
-  EXPECT_FALSE(im::isCodeError(im::rcSiteDisabled));
-  EXPECT_FALSE(im::isCodeError(im::rcXoInetStatus));
-}
-
-TEST(ResultCode, EveryCodeButShutdownHasItsOwnStableText) {
+TEST(ResultCode, OnlyNegativeCodesAreErrorsAndEachKnownCodeHasItsOwnStableText) {
+  for (int code = -15; code <= 6; ++code)
+    EXPECT_EQ(im::isCodeError(static_cast<ResultCode>(code)), code < 0) << code;
   std::vector<std::wstring> seen;
   for (int code = -13; code <= 5; ++code) {
     const wchar_t* text = im::getErrorText(static_cast<ResultCode>(code), true);
@@ -34,9 +28,6 @@ TEST(ResultCode, EveryCodeButShutdownHasItsOwnStableText) {
   EXPECT_STREQ(im::getErrorText(im::rcSuccess, false), L"The call to Internet Manager was successful.");
   EXPECT_STREQ(im::getErrorText(im::rcUnexpected, false),
                L"An unexpected error encounterd during a call into Internet Manager.");
-}
-
-TEST(ResultCode, CodesWithoutTextGiveEmptyOrNull) {
   for (int code : {-14, -15, 6}) {
     EXPECT_STREQ(im::getErrorText(static_cast<ResultCode>(code), false), L"") << code;
     EXPECT_EQ(im::getErrorText(static_cast<ResultCode>(code), true), nullptr) << code;
@@ -57,23 +48,19 @@ TEST(ResultCode, ConcurrentFirstLookupsAllSeeTheFilledTable) {
   }
 }
 
-TEST(SiteImplExcept, TextAppendsTheParentErrorOnlyWhenThereIsOne) {
-  im::SiteImplExcept withParent(im::rcPathError, L"x", corvane_com::zel::xoInet::rcNoError);
-  EXPECT_EQ(withParent.getText(),
-            std::wstring(im::getErrorText(im::rcPathError, false)) + L" [Parent error: x]");
-  im::SiteImplExcept bare(im::rcPathError);
-  EXPECT_EQ(bare.getText(), im::getErrorText(im::rcPathError, false));
-}
-
-TEST(SiteImplExcept, TransferNotFoundBecomesNotFoundAndIsLoggedAsDetail) {
+TEST(SiteImplExcept, TextAppendsAParentErrorAndTransferNotFoundBecomesNotFoundLoggedAsDetail) {
   inetmgr_test::LogCapture log;
-  im::SiteImplExcept notFound(im::rcXoInetError, L"", static_cast<corvane_com::zel::xoInet::xoInetError>(-5));
-  corvane_com::zel::xoInet::xoInetError carried = corvane_com::zel::xoInet::rcNoError;
+  const std::wstring pathError = im::getErrorText(im::rcPathError, false);
+  EXPECT_EQ(im::SiteImplExcept(im::rcPathError, L"x", xo::rcNoError).getText(),
+            pathError + L" [Parent error: x]");
+  EXPECT_EQ(im::SiteImplExcept(im::rcPathError).getText(), pathError);
+
+  im::SiteImplExcept notFound(im::rcXoInetError, L"", static_cast<xo::xoInetError>(-5));
+  xo::xoInetError carried = xo::rcNoError;
   EXPECT_EQ(im::doSiteExceptCatch(notFound, carried), im::rcNotFound);
   EXPECT_EQ(carried, -5);
   EXPECT_EQ(log.count(LogLevel::Detail, notFound.getText()), 1);
-
-  im::SiteImplExcept failure(im::rcXoInetError, L"", static_cast<corvane_com::zel::xoInet::xoInetError>(-7));
+  im::SiteImplExcept failure(im::rcXoInetError, L"", static_cast<xo::xoInetError>(-7));
   EXPECT_EQ(im::doSiteExceptCatch(failure), im::rcXoInetError);
   EXPECT_EQ(log.count(LogLevel::Error, failure.getText()), 1);
 }
@@ -89,7 +76,6 @@ TEST(NetConnException, CheckCodeThrowsForEveryCodeButSuccessAndTheCatchLogsByKin
   }
   EXPECT_EQ(log.count(LogLevel::InternalError, im::getErrorText(im::rcEndOfList, false)), 1);
   EXPECT_EQ(log.count(LogLevel::Error, im::getErrorText(im::rcEndOfList, false)), 0);
-
   im::NetConnException badArgument(im::rcBadArgument);
   EXPECT_EQ(im::doNetConnExceptCatch(badArgument), im::rcBadArgument);
   EXPECT_EQ(log.count(LogLevel::Error, im::getErrorText(im::rcBadArgument, false)), 1);

@@ -1,7 +1,9 @@
 // SecureString: bounds, equality, raw ciphertext, failures of the crypto
 // service, and its journey through text archives.
+#include <iterator>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -9,74 +11,60 @@
 #include "platform/files.h"
 #include "support/data_dir.h"
 #include "support/log_capture.h"
+#include "support/thrown.h"
 
 namespace im = corvane_com::zel::inetmgr;
+using boost::archive::archive_exception;
 using im::SecureString;
+using inetmgr_test::thrownText;
 
 class SecureStringTest : public ::testing::Test {
  protected:
   inetmgr_test::ScopedDataDir data_;
 };
 
-TEST_F(SecureStringTest, EmptyAndDefaultStringsReadBackAsEmptySuccessfully) {
-  SecureString empty(L"", 0);
+TEST_F(SecureStringTest, EmptyDefaultAndZeroCutStringsReadBackSuccessfully) {
+  SecureString empty(L"", 0), unset, cut(std::wstring(L"ab\0cd", 5), 0);
   EXPECT_FALSE(empty.encrypted_str().empty()) << "the terminator is encrypted too";
-  EXPECT_EQ(empty.str(), L"");
-  EXPECT_EQ(empty.getLastResult(), 0);
-  SecureString unset;
-  EXPECT_EQ(unset.str(), L"");
-  EXPECT_EQ(unset.getLastResult(), 0);
+  EXPECT_EQ(empty.str() + unset.str() + cut.str(), L"ab") << "text ends at an embedded zero";
+  EXPECT_EQ(empty.getLastResult() + unset.getLastResult(), 0);
   EXPECT_NE(unset, empty);
 }
 
 TEST_F(SecureStringTest, BoundAdmitsExactlyTheTextsThatFitWithTheAllowance) {
   SecureString fits(std::wstring(19, L'x'), 100);  // 80 + 20 = 100
   EXPECT_EQ(fits.str(), std::wstring(19, L'x'));
-  try {
-    SecureString tooLong(std::wstring(20, L'x'), 100);  // 84 + 20 = 104
-    FAIL() << "expected BufferOverflowException";
-  } catch (const SecureString::BufferOverflowException& e) {
-    EXPECT_STREQ(e.what(), "encryptString() -> Input buffer will result in encrypted buffer > 100");
-  }
+  EXPECT_EQ(
+      thrownText<SecureString::BufferOverflowException>([] { SecureString(std::wstring(20, L'x'), 100); }),
+      "encryptString() -> Input buffer will result in encrypted buffer > 100");  // 84 + 20 = 104
   EXPECT_THROW(fits = std::wstring(20, L'y'), SecureString::BufferOverflowException);
   EXPECT_TRUE(fits.encrypted_str().empty()) << "the old secret is gone after a failed assignment";
   EXPECT_TRUE(fits.isValid());
 }
 
-TEST_F(SecureStringTest, EqualityComparesCiphertextOnly) {
-  SecureString a(L"secret", 0);
-  SecureString b(L"secret", 500);
-  SecureString c(L"Secret", 0);
-  EXPECT_TRUE(a == b);
-  EXPECT_FALSE(a != b);
+TEST_F(SecureStringTest, EqualityComparesCiphertextOnlyAndCopiesKeepIt) {
+  SecureString a(L"secret", 0), b(L"secret", 500), c(L"Secret", 0);
+  EXPECT_TRUE(a == b && !(a != b));
   EXPECT_TRUE(a != c);
-  SecureString copy(a);
-  EXPECT_EQ(copy, a);
-  SecureString assigned;
+  SecureString copy(a), assigned;
   assigned = c;
+  EXPECT_EQ(copy, a);
   EXPECT_EQ(assigned.str(), L"Secret");
 }
 
 TEST_F(SecureStringTest, RawCiphertextDropsTheBoundAndSetMaxBufferSizeGuardsIt) {
-  SecureString source(L"abc", 0);
-  const auto cipher = source.encrypted_str();
+  const auto cipher = SecureString(L"abc", 0).encrypted_str();
   SecureString bounded(L"", 1000);
   bounded = cipher;
   EXPECT_EQ(bounded.str(), L"abc");
   EXPECT_TRUE(bounded.setMaxBufferSize(cipher.size() + 1));
   EXPECT_FALSE(bounded.setMaxBufferSize(cipher.size() - 1));
   EXPECT_TRUE(bounded.setMaxBufferSize(cipher.size())) << "equal to the size is accepted";
-  // With the bound kept, a longer ciphertext would break the invariant and stop
-  // the process.
+  // With the bound kept, a longer ciphertext would break the invariant and stop the process.
   bounded = SecureString(L"a much longer secret", 0).encrypted_str();
   EXPECT_EQ(bounded.str(), L"a much longer secret");
   bounded.clear();
   EXPECT_TRUE(bounded.encrypted_str().empty());
-}
-
-TEST_F(SecureStringTest, DecryptedTextEndsAtAnEmbeddedZero) {
-  SecureString s(std::wstring(L"ab\0cd", 5), 0);
-  EXPECT_EQ(s.str(), L"ab");
 }
 
 TEST_F(SecureStringTest, DamagedCiphertextFailsWithoutGarbage) {
@@ -108,8 +96,8 @@ TEST(SecureStringDeathTest, CopyOfAStringThatFillsItsBoundIsAFault) {
   inetmgr_test::ScopedDataDir data;
   SecureString full(SecureString(L"x", 0).encrypted_str());
   ASSERT_TRUE(full.setMaxBufferSize(full.encrypted_str().size()));
-  EXPECT_DEATH({ SecureString copy(full); }, "\\(0==maxBufSize_\\) \\|\\| \\(buffer_.size\\(\\) < maxBufSize_\\)");
-  EXPECT_DEATH({ SecureString s(static_cast<const wchar_t*>(nullptr), 0); }, "0!=plaintext");
+  EXPECT_DEATH({ SecureString copy(full); },
+               "\\(0==maxBufSize_\\) \\|\\| \\(buffer_.size\\(\\) < maxBufSize_\\)");
 }
 
 class SecureStringArchiveTest : public SecureStringTest {
@@ -122,11 +110,15 @@ class SecureStringArchiveTest : public SecureStringTest {
     }
     return stream.str();
   }
-  static std::wstring load(const std::string& saved) {
+  // The plaintext loaded from `saved`, or what was thrown.
+  static std::string load(const std::string& saved, std::wstring& plaintext) {
     std::istringstream stream(saved);
     boost::archive::text_iarchive archive(stream);
+    return thrownText<std::exception>([&] { EXPECT_EQ(im::decryptStrBuffer(archive, plaintext), 0); });
+  }
+  static std::wstring load(const std::string& saved) {
     std::wstring plaintext = L"untouched";
-    EXPECT_EQ(im::decryptStrBuffer(archive, plaintext), 0);
+    EXPECT_EQ(load(saved, plaintext), "nothing thrown");
     return plaintext;
   }
 };
@@ -139,76 +131,36 @@ TEST_F(SecureStringArchiveTest, PasswordsRoundTripUpToTheMegabyteLimit) {
   EXPECT_EQ(load(save(largest)), largest);
   std::ostringstream stream;
   boost::archive::text_oarchive archive(stream);
-  try {
-    im::encryptStrBuffer(archive, std::wstring(262139, L'k'));
-    FAIL() << "expected runtime_error";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(), "Buffer to encrypt > 1MB");
-  }
+  EXPECT_EQ(
+      thrownText<std::runtime_error>([&] { im::encryptStrBuffer(archive, std::wstring(262139, L'k')); }),
+      "Buffer to encrypt > 1MB");
 }
 
-TEST_F(SecureStringArchiveTest, AnEmptySecretInAnArchiveIsRefused) {
-  std::ostringstream stream;
-  {
-    boost::archive::text_oarchive archive(stream);
-    archive << SecureString();
-  }
-  std::istringstream in(stream.str());
-  boost::archive::text_iarchive archive(in);
+TEST_F(SecureStringArchiveTest, EmptyAndHostilelyLongSecretsAreRefusedBeforeAnyAllocation) {
+  std::ostringstream empty;
+  boost::archive::text_oarchive(empty) << SecureString();
   std::wstring plaintext = L"old";
-  try {
-    im::decryptStrBuffer(archive, plaintext);
-    FAIL() << "expected runtime_error";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(), "Stream contains 0-byte encrypted buffer.");
-  }
+  EXPECT_EQ(load(empty.str(), plaintext), "Stream contains 0-byte encrypted buffer.");
   EXPECT_EQ(plaintext, L"");
-}
 
-TEST_F(SecureStringArchiveTest, AHostileLengthIsRefusedBeforeAnyAllocation) {
-  std::string saved = save(L"abc");
-  // The first number after the archive header is the ciphertext's byte count.
-  std::istringstream header(saved);
-  std::string signature;
-  int version = 0;
-  int tracking = 0;
-  int classVersion = 0;
-  std::size_t count = 0;
-  header >> version >> signature >> version >> tracking >> classVersion >> count;
-  const std::string countText = std::to_string(count);
-  const std::size_t at = saved.find(" " + countText + " ");
-  ASSERT_NE(at, std::string::npos);
+  std::istringstream saved(save(L"abc"));
+  std::vector<std::string> tokens{std::istream_iterator<std::string>(saved), {}};
   for (const char* hostile : {"1048577", "18446744073709551615"}) {
-    std::string forged = saved;
-    forged.replace(at + 1, countText.size(), hostile);
-    std::istringstream in(forged);
-    boost::archive::text_iarchive archive(in);
-    std::wstring plaintext;
-    try {
-      im::decryptStrBuffer(archive, plaintext);
-      FAIL() << "expected archive_exception for " << hostile;
-    } catch (const boost::archive::archive_exception& e) {
-      EXPECT_EQ(e.code, boost::archive::archive_exception::other_exception);
-    }
+    tokens.at(5) = hostile;  // the ciphertext's byte count, after the archive and class headers
+    std::string forged;
+    for (const std::string& token : tokens) forged += token + " ";
+    EXPECT_EQ(load(forged, plaintext), archive_exception(archive_exception::other_exception).what())
+        << hostile;
   }
 }
 
 TEST_F(SecureStringArchiveTest, TheWrongDirectionFailsAtOnceWithAStreamError) {
+  const std::string streamError = archive_exception(archive_exception::input_stream_error).what();
   std::ostringstream out;
   boost::archive::text_oarchive oarchive(out);
   std::wstring plaintext;
-  try {
-    im::decryptStrBuffer(oarchive, plaintext);
-    FAIL();
-  } catch (const boost::archive::archive_exception& e) {
-    EXPECT_EQ(e.code, 8);
-  }
+  EXPECT_EQ(thrownText<archive_exception>([&] { im::decryptStrBuffer(oarchive, plaintext); }), streamError);
   std::istringstream in(save(L"x"));
   boost::archive::text_iarchive iarchive(in);
-  try {
-    im::encryptStrBuffer(iarchive, L"x");
-    FAIL();
-  } catch (const boost::archive::archive_exception& e) {
-    EXPECT_EQ(e.code, 8);
-  }
+  EXPECT_EQ(thrownText<archive_exception>([&] { im::encryptStrBuffer(iarchive, L"x"); }), streamError);
 }

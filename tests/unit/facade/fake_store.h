@@ -8,11 +8,8 @@
 #include <system_error>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "facade/site_list_impl.h"
-#include "site/site_impl.h"
-#include "support/xml_element.h"
+#include "support/site_from_xml.h"
 
 namespace inetmgr_test {
 
@@ -21,11 +18,7 @@ using im::ResultCode;
 
 class FakeStore : public im::IPersistSite {
  public:
-  void add(const std::string& xml) {
-    auto* site = new im::ImSiteImpl();
-    sites_.push_back(im::wrapSitePtr(site));
-    EXPECT_EQ(site->initFromElement(ParsedXml(xml).root()), im::rcSuccess) << xml;
-  }
+  void add(const std::string& xml) { sites_.push_back(im::wrapSitePtr(siteFrom(xml).release())); }
   // Handed out as it is, not copied; null gives a null site pointer.
   void addRaw(im::IImSite* site) { sites_.push_back(site != nullptr ? im::wrapSitePtr(site) : nullptr); }
 
@@ -76,12 +69,9 @@ class FakeStore : public im::IPersistSite {
   unsigned int method = 2;
   long cookie = 4;
   bool lockThrows = false;
-  ResultCode versionCode = im::rcSuccess;
-  ResultCode resetCode = im::rcSuccess;
+  ResultCode versionCode = im::rcSuccess, resetCode = im::rcSuccess, failCode = im::rcSuccess;
   std::size_t failAt = static_cast<std::size_t>(-1);
-  ResultCode failCode = im::rcSuccess;
-  int locks = 0;
-  int unlocks = 0;
+  int locks = 0, unlocks = 0;
   long unlockedCookie = 0;
 
  private:

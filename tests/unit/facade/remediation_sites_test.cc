@@ -12,6 +12,7 @@
 
 using namespace inetmgr_test;
 using im::ImSiteListImpl;
+using im::LogLevel;
 using Names = std::vector<std::wstring>;
 
 namespace {
@@ -31,7 +32,7 @@ class RemediationSites : public ::testing::Test {
 }  // namespace
 
 TEST_F(RemediationSites, EachUrlBecomesAnEnabledUnrankedHttpRemediationSiteInFront) {
-  const std::vector<std::pair<std::wstring, std::wstring>> cases = {
+  const std::pair<std::wstring, std::wstring> cases[] = {
       {L" |http://host/path| ", L"http://host/path host /path"},
       {L"http://host/path/", L"http://host/path/ host /path"},
       {L"ftp://host/a/b", L"ftp://host/a/b host /a/b"},
@@ -42,45 +43,35 @@ TEST_F(RemediationSites, EachUrlBecomesAnEnabledUnrankedHttpRemediationSiteInFro
     ASSERT_EQ(list_->addRemediationSites(url), im::rcSuccess) << url;
     im::IImSite* site = nullptr;
     ASSERT_EQ(list_->getNextSite(site), im::rcSuccess);
-    auto* impl = dynamic_cast<im::ImSiteImpl*>(site);
-    EXPECT_EQ(
-        impl->getSiteName() + L" " + impl->getServerName() + L" " + impl->getProperties().at(L"RelativePath"),
-        expected);
-    EXPECT_TRUE(impl->getProtocol() == im::ProtocolType::Http &&
-                impl->getType() == im::SiteType::Remediation);
-    EXPECT_TRUE(impl->isEnabled() && impl->getSiteOrder() == 65535 &&
-                impl->getProperties().at(L"UseAuth") == L"0");
+    auto* s = dynamic_cast<im::ImSiteImpl*>(site);
+    EXPECT_EQ(s->getSiteName() + L" " + s->getServerName() + L" " + s->getProperties().at(L"RelativePath"),
+              expected);
+    EXPECT_TRUE(s->getProtocol() == im::ProtocolType::Http && s->getType() == im::SiteType::Remediation &&
+                s->isEnabled() && s->getSiteOrder() == 65535 && s->getProperties().at(L"UseAuth") == L"0");
     site->release();
   }
-  EXPECT_EQ(list_->getSiteCount(), cases.size() + 1);
-  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"Converting '\\' to '/' in http:\\\\winhost\\share\\dir"), 1);
+  EXPECT_EQ(list_->getSiteCount(), std::size(cases) + 1);
+  EXPECT_EQ(log_.count(LogLevel::Detail, L"Converting '\\' to '/' in http:\\\\winhost\\share\\dir"), 1);
 }
 
-TEST_F(RemediationSites, MalformedTextIsAPathErrorAndAddsNothing) {
-  EXPECT_EQ(list_->addRemediationSites(L"http://host"), im::rcPathError);
-  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"http://host does not contain a relative path"), 1);
-  EXPECT_EQ(list_->addRemediationSites(L"host/path"), im::rcPathError);
-  EXPECT_EQ(log_.count(im::LogLevel::Detail, L"host/path does not begin with http://"), 1);
-  EXPECT_EQ(log_.count(im::LogLevel::Info,
-                       L"Remediation site is improperly formatted.  host/path not added to the site list."),
-            1);
-  for (const wchar_t* text : {L" \t\n ", L"|", L"||", L"| |"}) {
-    EXPECT_EQ(list_->addRemediationSites(text), im::rcPathError) << text;
-  }
-  EXPECT_EQ(list_->getSiteCount(), 1u);
-  EXPECT_EQ(list_->addRemediationSites(L""), im::rcSuccess);
-  EXPECT_EQ(
-      log_.count(im::LogLevel::Detail, L"Remediation site list is empty.  Nothing added to the site list."),
-      1);
-}
-
-TEST_F(RemediationSites, SitesBeforeAnEmptyPieceStayAndEachNewSiteGoesToTheFront) {
+TEST_F(RemediationSites, AMalformedPieceIsAPathErrorKeepingOnlyThePiecesBeforeIt) {
   EXPECT_EQ(list_->addRemediationSites(L"http://a/x||http://b/y"), im::rcPathError);
-  EXPECT_EQ(log_.count(im::LogLevel::Info,
+  EXPECT_EQ(log_.count(LogLevel::Info,
                        L"Remediation site list is improperly formatted.  Some sites might not "
                        L"be added to the site list."),
             1);
-  EXPECT_EQ(walk(*list_), (Names{L"http://a/x", L"store"}));
+  for (const wchar_t* text : {L"http://host", L"host/path", L" \t\n ", L"|", L"||", L"| |"}) {
+    EXPECT_EQ(list_->addRemediationSites(text), im::rcPathError) << text;
+  }
+  EXPECT_EQ(log_.count(LogLevel::Detail, L"http://host does not contain a relative path"), 1);
+  EXPECT_EQ(log_.count(LogLevel::Detail, L"host/path does not begin with http://"), 1);
+  EXPECT_EQ(log_.count(LogLevel::Info,
+                       L"Remediation site is improperly formatted.  host/path not added to the "
+                       L"site list."),
+            1);
+  EXPECT_EQ(list_->addRemediationSites(L""), im::rcSuccess);
+  EXPECT_EQ(log_.count(LogLevel::Detail, L"Remediation site list is empty.  Nothing added to the site list."),
+            1);
   EXPECT_EQ(list_->addRemediationSites(L"http://c/x|http://d/y"), im::rcSuccess);
   EXPECT_EQ(walk(*list_), (Names{L"http://d/y", L"http://c/x", L"http://a/x", L"store"}));
   EXPECT_EQ(log_.count(L"Adding http://c/x to the site list."), 1);
@@ -93,8 +84,7 @@ TEST(RemediationText, TrimmingAndCharacterRemovalStayInsideTheText) {
   std::wstring texts[] = {L" \t a b \n", L"", L" ", L"\t\t"};
   for (std::wstring& text : texts) ImSiteListImpl::trimWhiteSpace(text);
   EXPECT_EQ(texts[0] + texts[1] + texts[2] + texts[3], L"a b");
-  std::wstring piped = L"|a|";
-  std::wstring empty;
+  std::wstring piped = L"|a|", empty;
   ImSiteListImpl::removeCharacterFromPosition(piped, 1, L'|');
   EXPECT_EQ(piped, L"|a|") << "only the named character is removed";
   ImSiteListImpl::removeCharacterFromPosition(piped, 2, L'|');

@@ -3,9 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <iterator>
 #include <string>
-#include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -58,12 +58,8 @@ TEST(Files, AFailedWriteLeavesTheOldFileAndNoLitter) {
   pf::ByteBuffer back;
   ASSERT_TRUE(pf::AFile::read(path, back));
   EXPECT_EQ(std::string(back.begin(), back.end()), "old");
-  int entries = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-    (void)entry;
-    ++entries;
-  }
-  EXPECT_EQ(entries, 2) << "only 'keep' and 'occupied' remain";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2)
+      << "only 'keep' and 'occupied' remain";
 }
 
 TEST(Files, ReadersInAnotherProcessNeverSeeATornFile) {
@@ -90,8 +86,7 @@ TEST(Files, ReadersInAnotherProcessNeverSeeATornFile) {
 }
 
 TEST(Files, TemporaryFilesAreUniqueAndDeletable) {
-  std::wstring first;
-  std::wstring second;
+  std::wstring first, second;
   ASSERT_TRUE(pf::AFiler::getTempFilePath(first));
   ASSERT_TRUE(pf::AFiler::getTempFilePath(second));
   EXPECT_NE(first, second);
@@ -101,18 +96,13 @@ TEST(Files, TemporaryFilesAreUniqueAndDeletable) {
 }
 
 TEST(Files, SplitPathCutsAtTheLastSeparatorOfEitherKind) {
-  std::wstring directory;
-  std::wstring name;
-  pf::splitPath(L"/a/b/c.txt", directory, name);
-  EXPECT_EQ(directory, L"/a/b");
-  EXPECT_EQ(name, L"c.txt");
-  pf::splitPath(L"C:\\dir\\file", directory, name);
-  EXPECT_EQ(directory, L"C:\\dir");
-  EXPECT_EQ(name, L"file");
-  pf::splitPath(L"c.txt", directory, name);
-  EXPECT_EQ(directory, L"");
-  EXPECT_EQ(name, L"c.txt");
-  pf::splitPath(L"/c.txt", directory, name);
-  EXPECT_EQ(directory, L"/");
-  EXPECT_EQ(name, L"c.txt");
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {{L"/a/b/c.txt", L"/a/b|c.txt"},
+                                                             {L"C:\\dir\\file", L"C:\\dir|file"},
+                                                             {L"c.txt", L"|c.txt"},
+                                                             {L"/c.txt", L"/|c.txt"}};
+  for (const auto& [path, parts] : cases) {
+    std::wstring directory, name;
+    pf::splitPath(path, directory, name);
+    EXPECT_EQ(directory + L"|" + name, parts);
+  }
 }

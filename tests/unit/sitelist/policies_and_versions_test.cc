@@ -9,19 +9,13 @@
 #include <gtest/gtest.h>
 
 #include "support/log_capture.h"
+#include "support/xml_element.h"
 
 namespace {
 
 namespace inetmgr = corvane_com::zel::inetmgr;
 using corvane_com::zel::inetmgr::LogLevel;
-using corvane_com::zel::platform::AdvXMLParser;
-
-AdvXMLParser::Document parse(const std::string& text) {
-  AdvXMLParser parser;
-  AdvXMLParser::Document document;
-  EXPECT_TRUE(parser.ParseXML({text.begin(), text.end()}, document)) << text;
-  return document;
-}
+using inetmgr_test::ParsedXml;
 
 // Starts from values that differ from every default, so an untouched result shows.
 const inetmgr::SiteListPolicies kHeld{true, inetmgr::sortByHopCount, 3, 4};
@@ -29,17 +23,16 @@ const inetmgr::SiteListPolicies kHeld{true, inetmgr::sortByHopCount, 3, 4};
 inetmgr::ResultCode readOne(const std::string& name, const std::string& value,
                             inetmgr::SiteListPolicies& out) {
   out = kHeld;
-  const std::string xml =
-      "<L><Policies><Setting name=\"" + name + "\">" + value + "</Setting></Policies></L>";
-  return inetmgr::readPolicies(parse(xml).GetRoot(), out);
+  const ParsedXml xml("<L><Policies><Setting name=\"" + name + "\">" + value + "</Setting></Policies></L>");
+  return inetmgr::readPolicies(xml.root(), out);
 }
 
 TEST(SiteListPolicies, ABlockIsReadOverTheDefaultsIgnoringUnnamedAndUnknownSettings) {
   inetmgr_test::LogCapture log;
-  const auto document = parse(R"(<L><Policies><Setting name="nMaxHopLimit">30</Setting><Setting>9</Setting>
+  const ParsedXml xml(R"(<L><Policies><Setting name="nMaxHopLimit">30</Setting><Setting>9</Setting>
       <Option name="nMaxPingTimeout">9</Option><Setting name="Colour">blue</Setting></Policies></L>)");
   inetmgr::SiteListPolicies p = kHeld;
-  ASSERT_EQ(inetmgr::readPolicies(document.GetRoot(), p), inetmgr::rcSuccess);
+  ASSERT_EQ(inetmgr::readPolicies(xml.root(), p), inetmgr::rcSuccess);
   EXPECT_FALSE(p.overwriteClientSites);
   EXPECT_EQ(p.findNearestMethod, inetmgr::sortByConfiguredOrder);
   EXPECT_EQ(p.maxHopLimit, 30);
@@ -76,33 +69,31 @@ TEST(SiteListPolicies, NumbersAreReadLikeAtoiSoTextWithoutDigitsIsZeroAndOneSets
 }
 
 TEST(SiteListVersions, AnEmptyAttributeCountsAsAbsent) {
-  std::wstring global;
-  std::wstring local = L"x";
-  EXPECT_FALSE(inetmgr::readDocumentVersions(parse(R"(<L GlobalVersion="7" LocalVersion=""/>)").GetRoot(),
+  std::wstring global, local = L"x";
+  EXPECT_FALSE(inetmgr::readDocumentVersions(ParsedXml(R"(<L GlobalVersion="7" LocalVersion=""/>)").root(),
                                              global, local));
   EXPECT_EQ(global + L"|" + local, L"7|");
-  EXPECT_TRUE(inetmgr::readDocumentVersions(parse(R"(<L GlobalVersion="7" LocalVersion="2"/>)").GetRoot(),
+  EXPECT_TRUE(inetmgr::readDocumentVersions(ParsedXml(R"(<L GlobalVersion="7" LocalVersion="2"/>)").root(),
                                             global, local));
 }
 
-TEST(SiteListVersions, ADocumentIsNewerWhenAVersionItCarriesDiffersEvenIfOlder) {
+TEST(SiteListVersions, AnyCarriedVersionThatDiffersIsNewerAndEmptyHeldVersionsTakeAnyDocument) {
   inetmgr_test::LogCapture log;
-  const auto older = parse(R"(<L GlobalVersion="4" LocalVersion="1"/>)");
-  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(older.GetRoot(), L"5", L"1"));
+  const std::string both = R"(GlobalVersion="4" LocalVersion="1")";
+  for (const auto& [attributes, global, local, newer] :
+       {std::make_tuple(both, L"5", L"1", true), std::make_tuple(both, L"4", L"1", false),
+        std::make_tuple(std::string(R"(LocalVersion="2")"), L"4", L"1", true),
+        std::make_tuple(std::string(R"(LocalVersion="2")"), L"4", L"2", false),
+        std::make_tuple(std::string(R"(GlobalVersion="4")"), L"4", L"1", false),
+        std::make_tuple(std::string(), L"", L"", true), std::make_tuple(std::string(), L"5", L"1", false)}) {
+    EXPECT_EQ(inetmgr::isDocumentVersionNewer(ParsedXml("<L " + attributes + "/>").root(), global, local),
+              newer)
+        << attributes << " held " << global << "/" << local;
+  }
   EXPECT_EQ(log.count(LogLevel::Detail, L"version global file: 4 internal: 5 local file: 1 internal: 1"), 1);
-  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version != internal version"), 1);
-  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(older.GetRoot(), L"4", L"1"));
-  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version <= internal version"), 1);
-  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(parse(R"(<L LocalVersion="2"/>)").GetRoot(), L"4", L"1"));
-  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(parse(R"(<L LocalVersion="2"/>)").GetRoot(), L"4", L"2"));
-}
-
-TEST(SiteListVersions, EmptyHeldVersionsTakeAnyDocumentAndAnUnversionedOneIsNeverTaken) {
-  inetmgr_test::LogCapture log;
-  const auto unversioned = parse("<L/>");
-  EXPECT_TRUE(inetmgr::isDocumentVersionNewer(unversioned.GetRoot(), L"", L""));
+  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version != internal version"), 2);
+  EXPECT_EQ(log.count(LogLevel::Detail, L"site list file version <= internal version"), 3);
   EXPECT_EQ(log.count(LogLevel::Detail, L"Internal site list version are empty"), 1);
-  EXPECT_FALSE(inetmgr::isDocumentVersionNewer(unversioned.GetRoot(), L"5", L"1"));
   EXPECT_EQ(log.count(LogLevel::Detail, L"No versions in site list file"), 1);
 }
 
