@@ -49,7 +49,7 @@ const char kSites[] =
     R"(<HttpSite Type="fallback" Name="fb" Server="fb.corp" Enabled="1"/>)"
     R"(<HttpSite Type="repository" Name="web" Server="web.corp" Enabled="1" Order="2"/>)"
     R"(<FTPSite Type="repository" Name="ftp" Server="ftp.corp" Enabled="0" Order="1"/>)"
-    R"(<SpipeSite Type="master" Name="epo" Server="epo.corp" ServerName="EPO" ServerIP="10.0.0.1"
+    R"(<SpipeSite Type="master" Name="mgmt" Server="mgmt.corp" ServerName="MGMT" ServerIP="10.0.0.1"
                  RelativePath="Software" Enabled="1" Order="3"/>)";
 
 }  // namespace
@@ -58,7 +58,7 @@ TEST_F(SiteListApi, AListIsASnapshotInStoreOrderWithTheFallbackLast) {
   write(kSites);
   im::IImSiteList_ptr list = im::createSiteListSmartObject(false);
   ASSERT_NE(list.get(), im::getNullSiteList());
-  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"ftp", L"web", L"epo", L"fb"}));
+  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"ftp", L"web", L"mgmt", L"fb"}));
   std::wstring version;
   EXPECT_EQ(list->getGlobalSiteListVersion(version), im::rcSuccess);
   EXPECT_EQ(version, L"11");
@@ -78,14 +78,14 @@ TEST_F(SiteListApi, FiltersSelectByEnabledProtocolTypeAndName) {
   ASSERT_EQ(list->setSiteSearchParams(&enabled, im::ProtocolType::typeDontCare, im::SiteType::typeCount, nullptr,
                                       nullptr),
             im::rcSuccess);
-  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"web", L"epo", L"fb"}));
+  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"web", L"mgmt", L"fb"}));
   list->setSiteSearchParams(nullptr, im::ProtocolType::Spipe, im::SiteType::typeCount, nullptr, nullptr);
-  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"epo"}));
+  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"mgmt"}));
   // The order index takes only the filter's protocol, once.
   int index = 0;
   im::IImSite* site = nullptr;
   ASSERT_EQ(list->getNextSiteByIndex(index, site), im::rcSuccess);
-  EXPECT_EQ(site->getSiteName(), L"epo");
+  EXPECT_EQ(site->getSiteName(), L"mgmt");
   site->release();
   index = 1;
   EXPECT_EQ(list->getNextSiteByIndex(index, site), im::rcSiteListError);

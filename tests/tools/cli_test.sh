@@ -13,7 +13,7 @@ fail() { echo "FAIL: $*"; exit 1; }
 
 cp "$example" "$INETMGR_DATA_DIR/etc/SiteList.xml"
 out=$("$tool" sites) || fail "sites on the example exited $?"
-for name in ePO_SERVER01 RepoEast BranchShare VendorFallback; do
+for name in MgmtServer01 RepoEast BranchShare VendorFallback; do
   grep -q "$name" <<<"$out" || fail "$name missing from: $out"
 done
 grep -q "versions: global 20261122081500, local 20261122093000" <<<"$out" || fail "versions: $out"
@@ -46,7 +46,7 @@ rm -f "$INETMGR_DATA_DIR/etc/sitecache.bin"
 "$tool" write --from "$examples/SiteList.json" || fail "write --from exited $?"
 grep -q "<SpipeSite" "$INETMGR_DATA_DIR/etc/SiteList.xml" || fail "no spipe site written"
 out=$("$tool" sites) || fail "the written list is rejected: $out"
-for name in ePO_SERVER01 RepoEast FtpArchive BranchShare BranchSuperAgent VendorFallback; do
+for name in MgmtServer01 RepoEast FtpArchive BranchShare BranchSuperAgent VendorFallback; do
   grep -q "$name" <<<"$out" || fail "$name missing after write: $out"
 done
 printf '{"globalVersion": "1", "localVersion": "1", "siteLists": [{"sites": [{"kind": "http", "nmae": "typo"}]}]}' \

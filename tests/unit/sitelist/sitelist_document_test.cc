@@ -56,7 +56,7 @@ TEST_F(SiteListDocument, TheExampleSiteListIsTakenWhole) {
   const int transfersBefore = xo::getTransferInstanceCount();
   ASSERT_EQ(readFile(pf::fromUtf8(kExample)).code, im::rcSuccess);
   ASSERT_EQ(contents_.sites.size(), 7u);
-  const wchar_t* names[] = {L"ePO_SERVER01", L"RepoEast",         L"RepoWest",      L"FtpArchive",
+  const wchar_t* names[] = {L"MgmtServer01", L"RepoEast",         L"RepoWest",      L"FtpArchive",
                             L"BranchShare",  L"BranchSuperAgent", L"VendorFallback"};
   for (std::size_t i = 0; i < contents_.sites.size(); ++i) {
     EXPECT_EQ(contents_.sites[i]->getSiteName(), names[i]) << "document order";
@@ -80,7 +80,7 @@ TEST_F(SiteListDocument, TheExampleSiteListIsTakenWhole) {
 TEST_F(SiteListDocument, UnusableEntriesAreSkippedAndEachFaultRejectsTheDocumentLeavingWhatWasHeld) {
   bundle_ = data_.dir().wfile("missing-dir/cabundle.cer");  // only a document with a bundle writes it
   const std::string site = R"(<HttpSite Type="repository" Name="a"/>)";
-  const std::string spipe = R"(<SpipeSite Type="master" Name="epo" ServerName="EPO" ServerIP="10.0.0.1"/>)";
+  const std::string spipe = R"(<SpipeSite Type="master" Name="mgmt" ServerName="MGMT" ServerIP="10.0.0.1"/>)";
   const std::string versions = R"(GlobalVersion="3" LocalVersion="4")";
   const std::string malformed = "<SiteLists><SiteList></SiteLists>";
   struct Case {
