@@ -15,6 +15,7 @@
 #include "inetmgr/sitelist_schema.h"
 #include "platform/assert.h"
 #include "platform/files.h"
+#include "platform/interprocess_lock.h"
 #include "platform/log.h"
 #include "platform/xml.h"
 
@@ -382,6 +383,12 @@ ResultCode SiteListWriter::writeSiteList(unsigned int timeoutSeconds) {
     if (siteListLocation.empty()) {
       platform::logError(kTag, L"No location to write SiteList.xml to");
       return rcNotInitialized;
+    }
+    // Other processes' readers and writers of the file take the same named lock.
+    platform::InterProcessWriteLock fileLock(L"SiteListLock");
+    if (!fileLock.lock(static_cast<unsigned long>(timeoutSeconds) * 1000UL)) {
+      platform::logError(kTag, L"Timeout in acquiring write lock for SiteList.xml");
+      return rcUnexpected;
     }
     if (!platform::AFile::write(siteListLocation, text)) {
       platform::logError(kTag, L"SiteList.xml write failed");
