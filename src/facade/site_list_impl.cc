@@ -20,9 +20,17 @@ namespace {
 constexpr wchar_t kTag[] = L"imsitel";
 constexpr unsigned int kMethodConfiguredOrder = 2;
 
-// Sites handed to callers get their extra reference through the implementation.
-ImSiteImpl* asSiteImpl(IImSite* site) {
-  return dynamic_cast<ImSiteImpl*>(site);
+// Gives `held` to a caller with a reference of its own. Only the library's
+// own sites can take one: anything else is a programming error (rcBadCast).
+ResultCode handOut(IImSite* held, IImSite*& site) {
+  auto* impl = dynamic_cast<ImSiteImpl*>(held);
+  if (impl == nullptr) {
+    platform::logInternalError(kTag, getErrorText(rcBadCast, false));
+    return rcBadCast;
+  }
+  impl->addRef();
+  site = impl;
+  return rcSuccess;
 }
 
 }  // namespace
@@ -189,14 +197,7 @@ ResultCode ImSiteListImpl::getNextSite(IImSite*& site) {
     last_ = current_;
     ++current_;
     if (!matches) continue;
-    ImSiteImpl* impl = asSiteImpl(sites_[last_].get());
-    if (impl == nullptr) {
-      platform::logInternalError(kTag, getErrorText(rcBadCast, false));
-      return rcBadCast;
-    }
-    impl->addRef();
-    site = impl;
-    return rcSuccess;
+    return handOut(sites_[last_].get(), site);
   }
   return rcEndOfList;
 }
@@ -220,14 +221,7 @@ ResultCode ImSiteListImpl::getNextSiteByIndex(int& index, IImSite*& site) {
   for (int steps = index; steps != 0 && it != sitesByOrder_.end(); --steps) ++it;
   // The end is a list error rather than rcEndOfList: deliberate.
   if (it == sitesByOrder_.end()) return rcSiteListError;
-  ImSiteImpl* impl = asSiteImpl(it->second);
-  if (impl == nullptr) {
-    platform::logInternalError(kTag, getErrorText(rcBadCast, false));
-    return rcBadCast;
-  }
-  impl->addRef();
-  site = impl;
-  return rcSuccess;
+  return handOut(it->second, site);
 }
 
 ResultCode ImSiteListImpl::reset() {
