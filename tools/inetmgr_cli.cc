@@ -1,208 +1,209 @@
 // inetmgr: a command-line view of the library, for administrators and for
-// checking a machine's set-up. Exit codes follow the library's result codes
-// (a negative code n exits with 256 + n).
-#include <termios.h>
-#include <unistd.h>
-
-#include <clocale>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+// checking a machine's set-up. The command table below is the one source of
+// every command's name, options and help. Results go to stdout, errors to
+// stderr; exit codes follow the library's result codes.
 #include <iostream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "command_line.h"
+#include "commands.h"
 #include "inetmgr/inetmgr.h"
-#include "site_list_description.h"
-#include "tool_text.h"
 
 namespace im = corvane_com::zel::inetmgr;
 
 namespace {
 
-const char kUsage[] =
-    "usage: inetmgr <command> [options]\n"
-    "\n"
-    "commands:\n"
-    "  sites [--sitelist PATH]   the site list as the library sees it: every site with its\n"
-    "                            type, protocol, state, order, server and SSL use, the\n"
-    "                            versions and the policies, or why the list was rejected.\n"
-    "                            PATH defaults to $INETMGR_DATA_DIR/etc/SiteList.xml; the\n"
-    "                            cache and CA bundle are written beside it.\n"
-    "  write --from FILE         writes the site list described by the JSON file FILE (see\n"
-    "                            examples/SiteList.json) to its \"output\" path or to the\n"
-    "                            agent's site list location; passwords are given in the\n"
-    "                            form encrypt-password prints\n"
-    "  encrypt-password          reads a password from standard input (never from the command\n"
-    "                            line) and prints the text a site list stores for it, under\n"
-    "                            this machine's key ($INETMGR_DATA_DIR/etc/inetmgr.key)\n"
-    "  about                     the library's version, data directory and result codes\n"
-    "  help, --help              this text\n"
-    "\n"
-    "environment:\n"
-    "  INETMGR_DATA_DIR   the agent's data directory (default /var/lib/inetmgr)\n"
-    "  INETMGR_LOG_LEVEL  error, internal, info, detail or trace (default error)\n";
+const char kTransferNotes[] =
+    "Ctrl-C stops the transfer at its next progress report (exit status 5, or 242\n"
+    "when it came before the transfer began); a second Ctrl-C quits at once. On a\n"
+    "terminal a progress line shows while the transfer runs. This build's test\n"
+    "transfer moves no data: what it was asked to do is printed instead, and\n"
+    "INETMGR_TEST_TRANSFER_SCRIPT=\"UploadFile=-2,0 Logon=0\" sets the answers its\n"
+    "next calls of each kind give.\n";
 
-int exitCode(im::ResultCode code) { return static_cast<int>(code) & 0xFF; }
+// The connection's commands: one site, no failover.
+const std::string kConnectionText = std::string(
+    "Chooses one site: by name, or the first enabled site of the type asked for\n"
+    "(without a choice, the first enabled site of any kind). The chosen site's\n"
+    "result is the result: there is no failover.\n") + kTransferNotes;
 
-std::string utf8(const std::wstring& text) { return toUtf8(text); }
+}  // namespace
 
-// Error records of the library, shown as the reason when a list is refused.
-void collectErrors(im::LogLevel level, const wchar_t* tag, const wchar_t* text, void* context) {
-  if (level == im::LogLevel::Error) {
-    static_cast<std::vector<std::string>*>(context)->push_back("[" + utf8(tag) + "] " + utf8(text));
-  }
+const std::vector<Command>& toolCommands() {
+  static const std::vector<Command> commands = {
+      {"sites",
+       "the site list as the library sees it, or why it was rejected",
+       {{"--sitelist", "PATH", "read the site list at PATH instead of the agent's; nothing is\n"
+                               "                      written beside PATH: its cache and CA bundle go to\n"
+                               "                      $INETMGR_DATA_DIR/var/lists/<hash of PATH>/"},
+        {"--json", "", "print one JSON object (shape in the README) instead of the table"}},
+       "Every site with its type, protocol, state, orders, server and SSL use, the\n"
+       "versions and the policies; entries that could not be sites are listed after\n"
+       "the table. When the file is rejected, one line says what to fix and where.\n"
+       "A file that is not there is reported without reading or writing anything.\n",
+       "inetmgr sites\ninetmgr sites --sitelist /tmp/SiteList.xml --json",
+       &runSites},
+      {"rank",
+       "the enabled sites nearest first, with what was measured and why",
+       {{"--sitelist", "PATH", "rank the site list at PATH instead of the agent's"},
+        {"--method", "ping|hops", "measure now by ping time or hop count instead of\n"
+                                  "                      showing the library's ranking for the list's policy"},
+        {"--timeout", "SECONDS", "ping time-out of each site with --method ping (30)"},
+        {"--hop-limit", "N", "most hops searched with --method hops (15)"}},
+       "Without --method the orders are the library's, measured when the list was\n"
+       "read, by the list's own policy (a list kept in configured order is not\n"
+       "measured). Each site's order has its reason: the measured delay or hops,\n"
+       "0 local server, 65533 management server that could not be measured, 65534\n"
+       "fallback or mirror, 65535 unmeasurable. Measuring sends ICMP echo requests\n"
+       "to the sites' servers, five sites at a time; on a terminal a progress line\n"
+       "shows while it runs.\n",
+       "inetmgr rank\ninetmgr rank --sitelist /tmp/SiteList.xml --method hops",
+       &runRank},
+      {"write",
+       "write the site list described by a JSON file",
+       {{"--from", "FILE", "the description (see examples/SiteList.json)"}},
+       "Writes to the description's \"output\" path, or to the agent's site list\n"
+       "location. The description can say everything the reader reads: sites with\n"
+       "their ports and secure ports, proxies, policies and the CA bundle. Passwords\n"
+       "are given in the form encrypt-password prints. Everything is checked first\n"
+       "(names, types, numbers in range, flags, duplicate names and IDs, passwords\n"
+       "that must decrypt under this machine's key); every fault is listed, naming\n"
+       "the site and field, and nothing is written. The file is replaced atomically;\n"
+       "a symbolic link is followed, and the replaced file keeps its owner and mode.\n",
+       "inetmgr write --from SiteList.json",
+       &runWrite},
+      {"encrypt-password",
+       "a password from standard input, in the form a site list stores it",
+       {},
+       "Reads one line from standard input (never from the command line; without\n"
+       "echo on a terminal) and prints its text under this machine's key\n"
+       "($INETMGR_DATA_DIR/etc/inetmgr.key). More than one line is refused.\n",
+       "printf '%s\\n' \"$PASSWORD\" | inetmgr encrypt-password",
+       &runEncryptPassword},
+      {"key fingerprint",
+       "a fingerprint of this machine's key, never the key itself",
+       {},
+       "Machines that show the same fingerprint share a key, and so can read each\n"
+       "other's site list passwords. Reads $INETMGR_DATA_DIR/etc/inetmgr.key and never\n"
+       "creates it.\n",
+       "inetmgr key fingerprint",
+       &runKeyFingerprint},
+      {"download",
+       "one file from a site of the site list",
+       {{"--file", "NAME", "the file to fetch"},
+        {"--from", "DIR", "its directory on the site"},
+        {"--to", "DIR", "the local directory to put it in"},
+        {"--site", "NAME", "the enabled site called NAME"},
+        {"--master", "", "the first enabled master site"},
+        {"--spipe", "", "the first enabled spipe site"},
+        {"--fallback", "", "the enabled fallback site"},
+        {"--resume", "", "continue a partial file (its last kilobyte is fetched again)"},
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
+       kConnectionText,
+       "inetmgr download --file catalog.z --from /Software --to /tmp/dl --site RepoEast",
+       &runDownload},
+      {"upload",
+       "one local file to a site of the site list, under its own name",
+       {{"--file", "PATH", "the local file"},
+        {"--to", "DIR", "the directory on the site"},
+        {"--site", "NAME", "the enabled site called NAME"},
+        {"--master", "", "the first enabled master site"},
+        {"--spipe", "", "the first enabled spipe site"},
+        {"--fallback", "", "the enabled fallback site"},
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
+       kConnectionText,
+       "inetmgr upload --file /tmp/report.xml --to /Incoming --master",
+       &runUpload},
+      {"upload-response",
+       "a package to the management server, keeping its answer",
+       {{"--file", "PATH", "the local package file"},
+        {"--guid", "GUID", "the agent's GUID, sent with the package"},
+        {"--response", "PATH", "where the server's answer is kept"},
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
+       std::string("Posts the package to the spipe sites in site order, as the agent does, until\n"
+                   "one answers: a site that fails gives way to the next; the server's answers\n"
+                   "-95 (a new agent GUID is needed) and -96 (the agent's keys need updating)\n"
+                   "stop at once. The transfer code of the last site tried is printed.\n") +
+           kTransferNotes,
+       "inetmgr upload-response --file pkg.xml --guid {F00D-...} --response /tmp/answer.xml",
+       &runUploadResponse},
+      {"about", "the library's version, site list location and result codes", {}, "", "inetmgr about", &runAbout},
+  };
+  return commands;
 }
 
-const char* methodName(unsigned int method) {
-  switch (method) {
-    case 0: return "ping time";
-    case 1: return "hop count";
-    case 2: return "configured order";
-    default: return "unknown";
+const Command& findCommand(const std::string& name) {
+  for (const Command& command : toolCommands()) {
+    if (command.name == name) return command;
   }
+  std::cerr << "inetmgr: no command " << name << "\n";
+  std::abort();
 }
 
-std::string orderText(int order) { return order == 2147483647 ? "-" : std::to_string(order); }
+namespace {
 
-int sites(const std::vector<std::string>& args) {
-  std::wstring location;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--sitelist" && i + 1 < args.size()) {
-      try {
-        location = fromUtf8(args[++i]);
-      } catch (const std::invalid_argument&) {
-        std::cerr << "inetmgr sites: the path is not UTF-8\n";
-        return exitCode(im::rcBadArgument);
-      }
-      im::test::ReplaceSiteListSource(location.c_str());
-    } else {
-      std::cerr << "inetmgr sites: unexpected argument '" << args[i] << "'\n";
-      return exitCode(im::rcBadArgument);
+// The command whose (possibly several) words begin `args`; null for none.
+const Command* matchCommand(const std::vector<std::string>& args, std::size_t& words) {
+  const Command* best = nullptr;
+  for (const Command& command : toolCommands()) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    for (std::size_t space; (space = command.name.find(' ', start)) != std::string::npos; start = space + 1) {
+      parts.push_back(command.name.substr(start, space - start));
+    }
+    parts.push_back(command.name.substr(start));
+    if (parts.size() > args.size() || (best != nullptr && parts.size() <= words)) continue;
+    if (std::equal(parts.begin(), parts.end(), args.begin())) {
+      best = &command;
+      words = parts.size();
     }
   }
-  if (location.empty()) im::getSiteListLocation(location);
-
-  std::vector<std::string> errors;
-  im::setLogSink(&collectErrors, &errors, im::LogLevel::Error);
-  im::IImSiteList_ptr list = im::createSiteListSmartObject(false);
-  im::setLogSink(nullptr, nullptr, im::LogLevel::Error);
-
-  std::cout << "site list: " << utf8(location) << "\n";
-  if (list.get() == im::getNullSiteList()) {
-    std::cout << "rejected: the library holds no usable site list (code " << im::rcNotInitialized << ": "
-              << utf8(im::getErrorText(im::rcNotInitialized, false)) << ")\n";
-    for (const std::string& line : errors) std::cout << "  " << line << "\n";
-    return exitCode(im::rcNotInitialized);
-  }
-  std::wstring global;
-  std::wstring local;
-  list->getGlobalSiteListVersion(global);
-  list->getLocalSiteListVersion(local);
-  std::cout << "versions: global " << utf8(global) << ", local " << utf8(local) << "\n";
-  std::cout << "policies: overwrite client sites " << (list->getPolicyOverwriteClientSites() ? "yes" : "no")
-            << ", repositories ranked by " << methodName(list->getPolicyFindNearestMethod()) << "\n";
-  std::cout << "sites: " << list->getSiteCount() << "\n\n";
-  std::printf("  %-20s %-11s %-15s %-8s %-6s %-6s %-34s %s\n", "name", "type", "protocol", "enabled", "sort",
-              "order", "server", "ssl");
-  list->reset();
-  im::IImSite* site = nullptr;
-  while (list->getNextSite(site) == im::rcSuccess) {
-    std::printf("  %-20s %-11s %-15s %-8s %-6s %-6s %-34s %s\n", utf8(site->getSiteName()).c_str(),
-                utf8(im::SiteType::toString(site->getType())).c_str(),
-                utf8(im::ProtocolType::toString(site->getProtocol())).c_str(), site->isEnabled() ? "yes" : "no",
-                orderText(site->getSortOrder()).c_str(), orderText(site->getSiteOrder()).c_str(),
-                utf8(site->getServerName()).c_str(), site->isSslEnabled() ? "yes" : "no");
-    site->release();
-  }
-  return 0;
+  return best;
 }
 
-// One line from standard input, without echo when it is a terminal.
-bool readSecretLine(std::string& line) {
-  const bool terminal = ::isatty(0) == 1;
-  termios saved{};
-  if (terminal && ::tcgetattr(0, &saved) == 0) {
-    termios quiet = saved;
-    quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
-    ::tcsetattr(0, TCSAFLUSH, &quiet);
-    std::cerr << "password: " << std::flush;
+bool wantsHelp(const std::vector<std::string>& args) {
+  for (const std::string& arg : args) {
+    if (arg == "--help" || arg == "-h") return true;
   }
-  const bool ok = static_cast<bool>(std::getline(std::cin, line));
-  if (terminal) {
-    ::tcsetattr(0, TCSAFLUSH, &saved);
-    std::cerr << "\n";
-  }
-  if (!line.empty() && line.back() == '\r') line.pop_back();
-  return ok;
-}
-
-int encryptPassword(const std::vector<std::string>& args) {
-  if (!args.empty()) {
-    std::cerr << "inetmgr encrypt-password: the password is read from standard input, not from arguments\n";
-    return exitCode(im::rcBadArgument);
-  }
-  std::string line;
-  if (!readSecretLine(line)) {
-    std::cerr << "inetmgr encrypt-password: no password on standard input\n";
-    return exitCode(im::rcBadArgument);
-  }
-  std::wstring password;
-  try {
-    password = fromUtf8(line);
-  } catch (const std::invalid_argument&) {
-    std::cerr << "inetmgr encrypt-password: the password is not UTF-8\n";
-    return exitCode(im::rcBadArgument);
-  }
-  std::fill(line.begin(), line.end(), '\0');
-  std::wstring text;
-  const im::ResultCode rc = im::encryptSiteListPassword(password, text);
-  if (rc != im::rcSuccess) {
-    std::cerr << "inetmgr encrypt-password: " << utf8(im::getErrorText(rc, false)) << "\n";
-    return exitCode(rc);
-  }
-  std::cout << utf8(text) << "\n";
-  return 0;
-}
-
-int about() {
-  std::cout << "inetmgr " << im::getLibraryVersion() << "\n";
-  std::wstring location;
-  im::getSiteListLocation(location);
-  std::cout << "site list: " << utf8(location) << "\n\nresult codes:\n";
-  for (int code = -14; code <= 5; ++code) {
-    const auto rc = static_cast<im::ResultCode>(code);
-    std::printf("  %3d  %-5s %s\n", code, im::isCodeError(rc) ? "error" : "", utf8(im::getErrorText(rc, false)).c_str());
-  }
-  return 0;
+  return false;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string command = argc > 1 ? argv[1] : "sites";
-  const std::vector<std::string> args(argv + (argc > 1 ? 2 : 1), argv + argc);
-  for (const std::string& arg : args) {
-    if (arg == "--help" || arg == "-h") {
-      std::cout << kUsage;
-      return 0;
-    }
-  }
-  if (command == "sites") return sites(args);
-  if (command == "encrypt-password") return encryptPassword(args);
-  if (command == "write") {
-    if (args.size() != 2 || args[0] != "--from") {
-      std::cerr << "usage: inetmgr write --from FILE\n";
-      return exitCode(im::rcBadArgument);
-    }
-    return writeSiteListFromDescription(args[1]);
-  }
-  if (command == "about") return about();
-  if (command == "help" || command == "--help" || command == "-h") {
-    std::cout << kUsage;
+  const std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty() || args[0] == "help" || args[0] == "--help" || args[0] == "-h") {
+    std::size_t words = 0;
+    const Command* topic = args.size() > 1 ? matchCommand({args.begin() + 1, args.end()}, words) : nullptr;
+    std::cout << (topic != nullptr ? commandHelp(*topic) : toolHelp());
     return 0;
   }
-  std::cerr << "inetmgr: unknown command '" << command << "'\n" << kUsage;
-  return exitCode(im::rcBadArgument);
+  if (args[0] == "--version" || args[0] == "-V") {
+    std::cout << "inetmgr " << im::getLibraryVersion() << "\n";
+    return 0;
+  }
+  std::size_t words = 0;
+  const Command* command = matchCommand(args, words);
+  for (const Command& candidate : toolCommands()) {
+    if (command == nullptr && candidate.name.rfind(args[0] + " ", 0) == 0) {
+      std::cerr << "inetmgr " << args[0] << ": did you mean `inetmgr " << candidate.name << "`?\n";
+      return exitCode(im::rcBadArgument);
+    }
+  }
+  if (command == nullptr) {
+    std::cerr << "inetmgr: unknown command '" << args[0] << "'; `inetmgr --help` lists the commands\n";
+    return exitCode(im::rcBadArgument);
+  }
+  const std::vector<std::string> rest(args.begin() + static_cast<long>(words), args.end());
+  if (wantsHelp(rest)) {
+    std::cout << commandHelp(*command);
+    return 0;
+  }
+  Arguments arguments;
+  std::string error;
+  if (!parseArguments(*command, rest, arguments, error)) {
+    return fail(*command, error + "; `inetmgr " + command->name + " --help` shows the usage", im::rcBadArgument);
+  }
+  return command->run(arguments);
 }

@@ -1,48 +1,61 @@
-// UTF-8 encoding and decoding for the tool.
+// Escaping and column widths for the tool's output.
 #include "tool_text.h"
 
-#include <stdexcept>
+#include <cstdint>
+#include <cstdio>
 
-std::string toUtf8(const std::wstring& text) {
-  std::string out;
+#include "inetmgr/utf8.h"
+
+namespace {
+
+bool isControl(std::uint32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); }
+
+bool isCombining(std::uint32_t c) {
+  return (c >= 0x0300 && c <= 0x036F) || (c >= 0x1AB0 && c <= 0x1AFF) || (c >= 0x20D0 && c <= 0x20FF) ||
+         (c >= 0xFE20 && c <= 0xFE2F) || c == 0x200B || c == 0x200C || c == 0x200D;
+}
+
+bool isWide(std::uint32_t c) {
+  return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF && c != 0x303F) ||
+         (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE30 && c <= 0xFE4F) ||
+         (c >= 0xFF00 && c <= 0xFF60) || (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1F64F) ||
+         (c >= 0x1F900 && c <= 0x1F9FF) || (c >= 0x20000 && c <= 0x3FFFD);
+}
+
+}  // namespace
+
+std::wstring escapeControls(const std::wstring& text) {
+  std::wstring out;
+  out.reserve(text.size());
   for (wchar_t wc : text) {
-    auto c = static_cast<unsigned long>(wc);
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
+    const auto c = static_cast<std::uint32_t>(wc);
+    if (c == L'\\') {
+      out += L"\\\\";
+    } else if (isControl(c)) {
+      wchar_t code[8];
+      std::swprintf(code, 8, L"\\x%02X", static_cast<unsigned>(c));
+      out += code;
     } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
+      out += wc;
     }
   }
   return out;
 }
 
-std::wstring fromUtf8(const std::string& text) {
-  std::wstring out;
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const int length = lead < 0x80 ? 1 : (lead >> 5) == 6 ? 2 : (lead >> 4) == 14 ? 3 : (lead >> 3) == 30 ? 4 : 0;
-    if (length == 0 || i + static_cast<std::size_t>(length) > text.size()) {
-      throw std::invalid_argument("text is not UTF-8");
-    }
-    unsigned long c = length == 1 ? lead : lead & (0x7Fu >> length);
-    for (int k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
-      if ((next & 0xC0) != 0x80) throw std::invalid_argument("text is not UTF-8");
-      c = (c << 6) | (next & 0x3Fu);
-    }
-    out += static_cast<wchar_t>(c);
-    i += static_cast<std::size_t>(length);
+std::string printable(const std::wstring& text) {
+  return corvane_com::zel::inetmgr::toUtf8(escapeControls(text));
+}
+
+std::size_t displayWidth(const std::wstring& text) {
+  std::size_t width = 0;
+  for (wchar_t wc : text) {
+    const auto c = static_cast<std::uint32_t>(wc);
+    width += isCombining(c) ? 0 : isWide(c) ? 2 : 1;
   }
-  return out;
+  return width;
+}
+
+std::string padded(const std::wstring& text, std::size_t columns) {
+  const std::size_t width = displayWidth(text);
+  return corvane_com::zel::inetmgr::toUtf8(text) + std::string(width < columns ? columns - width : 0, ' ');
 }

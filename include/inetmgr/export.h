@@ -3,6 +3,11 @@
 #ifndef INETMGR_EXPORT_H
 #define INETMGR_EXPORT_H
 
+// Every public header includes this one.
+#if __cplusplus < 201703L
+#error "the inetmgr headers need C++17 or later (e.g. -std=c++17)"
+#endif
+
 #if defined(__GNUC__)
 #define INETMGR_API __attribute__((visibility("default")))
 #else

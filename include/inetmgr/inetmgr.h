@@ -4,8 +4,11 @@
 #define INETMGR_INETMGR_H
 
 #include "inetmgr/agent.h"
+#include "inetmgr/buffer.h"
+#include "inetmgr/connection.h"
 #include "inetmgr/export.h"
 #include "inetmgr/log_sink.h"
+#include "inetmgr/machine_key.h"
 #include "inetmgr/password.h"
 #include "inetmgr/progress.h"
 #include "inetmgr/result_code.h"
@@ -15,6 +18,7 @@
 #include "inetmgr/site_list_writer.h"
 #include "inetmgr/site_types.h"
 #include "inetmgr/sitelist_schema.h"
+#include "inetmgr/utf8.h"
 #include "inetmgr/xoinet.h"
 
 namespace corvane_com::zel::inetmgr {

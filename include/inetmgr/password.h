@@ -18,6 +18,15 @@ namespace corvane_com::zel::inetmgr {
 // Thread-safe.
 INETMGR_API ResultCode encryptSiteListPassword(const std::wstring& plainPassword, std::wstring& documentText);
 
+// Whether `documentText`, a password in the form a site list stores it, turns
+// back into a password under this machine's key, as the reader needs it to;
+// the password itself never leaves this function. The empty text is the empty
+// password. rcSuccess; rcBadArgument when it does not decrypt (damaged, not
+// encrypted, or encrypted under another key); rcNotFound when this machine has
+// no key (none is created: a key made now could decrypt nothing);
+// rcUnexpected (logged) when the key cannot be read. Thread-safe.
+INETMGR_API ResultCode checkSiteListPassword(const std::wstring& documentText);
+
 }  // namespace corvane_com::zel::inetmgr
 
 #endif  // INETMGR_PASSWORD_H

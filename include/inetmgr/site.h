@@ -59,18 +59,41 @@ class IImSite {
   virtual void forceNonSslTransfer() = 0;
   virtual std::wstring getCaBundlePath() const = 0;
   virtual void setCaBundlePath(const std::wstring& path) = 0;
-  // The transfer layer's code of the last operation (0 when it succeeded).
+  // The transfer layer's code of the last download or upload: 0 after a plain
+  // success and after a failure that is not the transfer's (bad argument,
+  // disabled site, path error); otherwise the code the transfer answered,
+  // also when the operation still counts as a success (see uploadFile).
   virtual xoInet::xoInetError getLastErrorXoInet() const = 0;
 
-  // Downloads `file` from `sourceDir` on the site into `destDir`, resuming a
-  // partial file when `resume` is true; `extra` (may be null) is passed to the
-  // transfer. rcSuccess, rcSiteDisabled, rcBadArgument for a null required
-  // argument, rcXoInetError/rcXoInetStatus for transfer failures.
+  // Transfers run as one sequence, reported to the connected callbacks: status
+  // 0, log on (a failed logon reports 1), begin, the transfer's own reports,
+  // end, log out. A callback's Stop to any report the site makes, or a
+  // shutdown (triggerShutdownInetMgr), ends the operation as rcXoInetStatus
+  // with transfer code 7; a stop or a failing logout never hides an earlier
+  // failure, and a logout code of -18 counts as success. Results:
+  //   rcSuccess; rcBadArgument for a null required argument; rcSiteDisabled;
+  //   rcPathError for a name the protocol's file-name rules refuse (logged);
+  //   rcXoInetError for a negative transfer code; rcNotFound when that code is
+  //   -5 (not found); rcXoInetStatus for an abort (7), for the logon statuses
+  //   1, 2, 12, 15, 16, 18, 19 and for any other positive code from the
+  //   transfer itself; rcOutOfMemory or rcBadSiteProperties when the transfer
+  //   object cannot be built. Callers that need to know whether the file moved
+  //   compare with rcSuccess. Not thread-safe: one operation on a site at a time.
+
+  // Downloads `file` from `sourceDir` on the site into `destDir` on this
+  // machine; `extra` (may be null) is handed to the transfer. With `resume`, a
+  // partial file of more than 4096 bytes in `destDir` is continued from 1024
+  // bytes before its end (a smaller one is fetched again whole), and a resumed
+  // download the site answers with -5 is tried once more from the start.
   virtual ResultCode downloadFile(const wchar_t* file, const wchar_t* sourceDir, const wchar_t* destDir,
                                   bool resume, const wchar_t* extra) = 0;
-  // Uploads `localFile` from `localDir` to `remoteDir` on the site under the name
-  // `remoteFile`, keeping the server's response in `responseTarget` (may be
-  // null). Result codes as for downloadFile.
+  // Uploads `localFile` from `localDir` to `remoteDir` on the site under the
+  // name `remoteFile` (an empty name sends to `remoteDir` as given, e.g. a
+  // query). `responseTarget` (may be null) names the file for the server's
+  // response. The transfer codes -9, -60 and -61, which report a failed
+  // closing exchange after the whole file went out, count as success when no
+  // response target is given (the code stays readable through
+  // getLastErrorXoInet) and as rcXoInetError when one is.
   virtual ResultCode uploadFile(const wchar_t* remoteFile, const wchar_t* remoteDir, const wchar_t* localFile,
                                 const wchar_t* localDir, const wchar_t* responseTarget) = 0;
   virtual ResultCode getLocalIPAddressFromSocket() = 0;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "inetmgr/export.h"
 #include "inetmgr/result_code.h"
@@ -67,6 +68,40 @@ INETMGR_API IImSiteList* getNullSiteList();
 // A snapshot of the site list wrapped with its deleter. Never empty: on failure
 // the null site list. Exceptions as createSiteListObject.
 INETMGR_API IImSiteList_ptr createSiteListSmartObject(bool rethrow);
+
+// What became of the store's last look at its site list file.
+struct SiteListRefreshStatus {
+  // rcSuccess when the file's list is the one held, or nothing was read yet.
+  // Otherwise why the file was not taken: rcPathError (it cannot be read),
+  // rcBadSchema (it does not parse, or breaks a rule of the format),
+  // rcLockFailed, rcShutDown, rcUnexpected, rcOutOfMemory. Callers keep
+  // working with the list held before, if any.
+  ResultCode code = rcSuccess;
+  // One line for a person saying what to fix and where (element, site name),
+  // e.g. "Reject empty site list: no usable site in <SiteList> (1 skipped;
+  // first: <HttpSite Name="a">: Unknown site type string)". With rcSuccess, a
+  // note when the file was read but not taken (same versions), else empty.
+  std::wstring reason;
+  // The site list file looked at.
+  std::wstring path;
+  // Entries of a list that was taken but could not be sites, each as
+  // "<Element Name="...">: why" (a name, type or protocol missing or unknown,
+  // a password too long).
+  std::vector<std::wstring> skippedEntries;
+};
+
+// Fills `status` from the store's last refresh and returns its code.
+// Thread-safe.
+INETMGR_API ResultCode getLastSiteListRefreshStatus(SiteListRefreshStatus& status);
+
+// Makes this process read its site list from `path` instead of the agent's
+// site list location (getSiteListLocation), from the next site list or
+// connection made on. For programs that inspect a list other than the agent's;
+// the agent's own components never call it. Nothing is written beside such a
+// list: its cache and CA bundle live in the data directory under
+// var/lists/<hash of its absolute path>/, apart from the agent's own.
+// rcSuccess; rcBadArgument for a null or empty path. Thread-safe.
+INETMGR_API ResultCode setSiteListSource(const wchar_t* path);
 
 namespace test {
 // Test hooks: read the site list from `path` instead of the configured place

@@ -114,8 +114,17 @@ class INETMGR_API SiteInfo {
   ResultCode getReplicationUsernamePassword(UserLoginInfo* info) const;
   SiteInfoObjectID getSiteInfoObjectID() const { return objectID_; }
 
-  // True when every field above is empty; the kind does not count. The writer
-  // skips empty sites.
+  // The server's port ("Port") and the SSL port ("SecurePort"; the reader
+  // takes a site that has one as SSL-enabled). Written after the site's other
+  // attributes, each only when it is not empty.
+  ResultCode setSitePort(const std::wstring& value);
+  std::wstring getSitePort() const { return sitePort_; }
+  ResultCode setSiteSecurePort(const std::wstring& value);
+  std::wstring getSiteSecurePort() const { return siteSecurePort_; }
+
+  // True when every field above but the two ports is empty; the kind does not
+  // count either. The writer skips empty sites, so a site that holds nothing
+  // but ports is not written.
   bool isEmptyObject() const;
 
  private:
@@ -138,6 +147,8 @@ class INETMGR_API SiteInfo {
   std::wstring replicationDomainName_;
   UserLoginInfo replicationCredentials_;
   SiteInfoObjectID objectID_;
+  std::wstring sitePort_;
+  std::wstring siteSecurePort_;
 };
 
 // One proxy configuration; the same value rules as SiteInfo. Proxy passwords
@@ -260,16 +271,17 @@ class SiteListWriterDocument;
 //
 // What is written: every site and proxy that is not empty, each field under
 // its schema name, passwords and "Encrypted" markers exactly as the caller
-// stored them (nothing is encrypted here); no policies, no CA certificates.
-// A field whose text is empty is left out, since the reader takes an absent
-// field and an empty one alike, with these exceptions, for which the reader
-// tells absent from empty: the name of every site, and the computer name,
-// server IP and relative path of a spipe site (without them the site would be
-// dropped or judged invalid). Empty exclusion hosts are left out; the list
-// elements themselves are always written. A password element that is written
-// always carries its "Encrypted" attribute, even an empty one; a marker whose
-// password is empty is not written. The reader reads only the first site list
-// of a document.
+// stored them (nothing is encrypted here); then the policy settings and CA
+// certificates added to the writer, if any. A field whose text is empty is
+// left out, since the reader takes an absent field and an empty one alike (an
+// empty secure port too: it stands for no SSL), with these exceptions, for
+// which the reader tells absent from empty: the name of every site, and the
+// computer name, server IP and relative path of a spipe site (without them
+// the site would be dropped or judged invalid). Empty exclusion hosts are left
+// out; the list elements themselves are always written. A password element
+// that is written always carries its "Encrypted" attribute, even an empty one;
+// a marker whose password is empty is not written. The reader reads only the
+// first site list of a document.
 //
 // Deliberate quirks of the format, kept for the agent's other readers: a
 // proxy's alternate HTTP use-auth flag is written under the alternate FTP
@@ -301,6 +313,19 @@ class INETMGR_API SiteListWriter {
   // logged, when memory runs out.
   ResultCode addSiteList(SiteList& siteList);
 
+  // Adds a policy setting: a "Setting" element called `name` with `value` as
+  // its text, in a policy block that is written only when it holds one. A name
+  // added twice is written twice (the reader keeps the last). rcSuccess;
+  // rcOutOfMemory as for addSiteList.
+  ResultCode addPolicySetting(const std::wstring& name, const std::wstring& value);
+  // Adds a CA certificate: `base64Body` is its base64 text without the marker
+  // lines (white space in it is ignored by the reader). The CA bundle element
+  // is written only when it holds one. rcSuccess; rcOutOfMemory as above.
+  ResultCode addCACertificate(const std::wstring& base64Body);
+  // Both go into the document at the next writeSiteList, after the site lists
+  // added until then: the policy block, then the CA bundle, as the agent's
+  // server writes them. Either may be added before or after the site lists.
+
   // Replaces the file at the location with the document, tab indented, UTF-8,
   // atomically (readers see the old file or the new one), holding the
   // class-wide lock exclusively. Waits at most `timeoutSeconds` for the lock.
@@ -328,8 +353,6 @@ class INETMGR_API SiteListWriter {
   std::wstring listType;
   std::wstring siteListLocation;
   std::shared_ptr<SiteListWriterDocument> document;
-
-  static std::shared_timed_mutex m_SiteListFileReadWriteMutex;
 };
 
 }  // namespace corvane_com::zel::inetmgr

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "inetmgr/export.h"
 
@@ -253,6 +254,49 @@ INETMGR_API std::int64_t CalculateSystemTime();
 // The smallest power of two not below `x`; 0 for 0 and for values above 2^31,
 // where the arithmetic wraps. Thread-safe.
 INETMGR_API unsigned int clp2(unsigned int x);
+
+// Test hooks: answers scripted per call and a journal of the calls received,
+// so that tests can make the test transfer fail on demand and see exactly what
+// it was asked. Without a script every call behaves as described above.
+// Thread-safe (one lock of their own); for tests only.
+namespace test {
+
+// The calls of a test transfer that can be scripted and are journaled.
+enum TransferCallKind : std::int32_t {
+  callLogon = 1,
+  callLogOut = 2,
+  callPostLogOutOperations = 3,
+  callDownloadFile = 4,
+  callUploadFile = 5,
+  callUploadFileResponse = 6,
+  callDeleteRemoteFile = 7,
+  callDeleteRemoteDirectory = 8,
+};
+
+// One call as a test transfer received it, with the arguments as given.
+struct TransferCall {
+  TransferCallKind kind = callLogon;
+  xoInetError result = rcNoError;  // what the call answered
+  std::wstring first;              // download: local target; upload: source; deletes: the path
+  std::wstring second;             // download: remote source; upload: destination
+  std::wstring third;              // upload with response: the response file
+  long number = 0;                 // download: the resume point passed in; logon: the timeout
+  bool flag = false;               // download: the resume flag; logon: anonymous; directory delete: recursive
+};
+
+// Queues `results` behind any answers still queued for `kind`: the following
+// calls of that kind, on any test transfer, answer them in order, then answer
+// as usual again. A scripted call does everything else it would do (it records
+// and reports progress); only its answer changes. A Logon scripted to answer a
+// negative code leaves the object logged off. A download or upload refused
+// because the object is not logged on uses up no answer.
+INETMGR_API void ScriptResults(TransferCallKind kind, const std::vector<xoInetError>& results);
+// Forgets every queued answer and the journal.
+INETMGR_API void ResetTransferScript();
+// The calls received since the last reset, oldest first (at most the latest 256).
+INETMGR_API std::vector<TransferCall> GetTransferCalls();
+
+}  // namespace test
 
 }  // namespace corvane_com::zel::xoInet
 

@@ -89,8 +89,12 @@ INETMGR_SETTER(SiteInfo, setReplicationUNCName, replicationUNCName_)
 INETMGR_SETTER(SiteInfo, setReplicationDomainName, replicationDomainName_)
 INETMGR_CREDENTIALS(SiteInfo, setReplicationUsernamePassword, getReplicationUsernamePassword,
                     replicationCredentials_)
+INETMGR_SETTER(SiteInfo, setSitePort, sitePort_)
+INETMGR_SETTER(SiteInfo, setSiteSecurePort, siteSecurePort_)
 
 bool SiteInfo::isEmptyObject() const {
+  // The ports are left out on purpose: a site that is empty by its classic
+  // fields stays empty, whatever ports it was given.
   for (const std::wstring* text :
        {&siteName_, &siteServer_, &serverIP_, &serverName_, &siteType_, &siteID_, &availabilityStatus_,
         &siteOrder_, &siteLocal_, &relativePath_, &userAuth_, &shareName_, &userLogonInfo_, &domainName_,

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/deadline.h"
+#include "core/site_list_file_lock.h"
 #include "inetmgr/agent.h"
 #include "inetmgr/sitelist_schema.h"
 #include "platform/assert.h"
@@ -24,9 +25,13 @@ namespace corvane_com::zel::inetmgr {
 class SiteListWriterDocument {
  public:
   platform::AdvXMLParser::Document dom;
+  // Policy settings (name, value) and CA certificates not yet in the DOM, and
+  // the elements that hold those already placed (null until the first is).
+  std::vector<std::pair<std::wstring, std::wstring>> pendingPolicies;
+  std::vector<std::wstring> pendingCertificates;
+  platform::AdvXMLParser::Element policies;
+  platform::AdvXMLParser::Element caBundle;
 };
-
-std::shared_timed_mutex SiteListWriter::m_SiteListFileReadWriteMutex;
 
 namespace {
 
@@ -40,6 +45,9 @@ constexpr wchar_t kEncrypted[] = L"Encrypted";
 // The schema names no element for one excluded host; this is the name the
 // server's documents use.
 constexpr wchar_t kExclusionHost[] = L"Host";
+// The policy block's names are the library's own, not the schema's.
+constexpr wchar_t kPolicySetting[] = L"Setting";
+constexpr wchar_t kPolicySettingName[] = L"name";
 
 // Empty texts are left out: the reader takes them as absent anyway.
 void put(StringList& list, const wchar_t* name, const std::wstring& value) {
@@ -154,6 +162,8 @@ StringList generateSiteAttributes(const SiteInfo& site) {
   }
   put(list, schema::XO_XML_SITE_ORDER, site.getSiteOrder());
   put(list, schema::XO_XML_SITE_ENABLED, site.getSiteAvailabilityStatus());
+  put(list, schema::XO_XML_SSL_PORT, site.getSiteSecurePort());
+  put(list, schema::XO_XML_SERVER_PORT, site.getSitePort());
   return list;
 }
 
@@ -311,6 +321,31 @@ void addProxy(Element proxyListElement, const ProxyConfigInfo& proxy) {
   generateProxyConfigComplexElements(proxy, proxyElement);
 }
 
+// Moves the pending policy settings and certificates into the document, each
+// kind into its one element, made after everything already there. An entry
+// leaves the pending list only once it is in place: running out of memory half
+// way loses none.
+void placePending(SiteListWriterDocument& document) {
+  Element root = document.dom.GetRoot();
+  auto& policies = document.pendingPolicies;
+  if (!policies.empty() && document.policies.IsNull()) {
+    document.policies = root.AddElement(schema::XO_XML_POLICIES);
+  }
+  while (!policies.empty()) {
+    document.policies.AddElementInto(kPolicySetting, policies.front().second)
+        .CreateAttribute(kPolicySettingName, policies.front().first);
+    policies.erase(policies.begin());
+  }
+  auto& certificates = document.pendingCertificates;
+  if (!certificates.empty() && document.caBundle.IsNull()) {
+    document.caBundle = root.AddElement(schema::XO_XML_CABUNDLE);
+  }
+  while (!certificates.empty()) {
+    document.caBundle.AddElementInto(schema::XO_XML_CACERTIFICATE, certificates.front());
+    certificates.erase(certificates.begin());
+  }
+}
+
 }  // namespace
 
 SiteListWriter::SiteListWriter(std::wstring global, std::wstring local, std::wstring type)
@@ -365,10 +400,32 @@ ResultCode SiteListWriter::addSiteList(SiteList& siteList) {
   return rcSuccess;
 }
 
+ResultCode SiteListWriter::addPolicySetting(const std::wstring& name, const std::wstring& value) {
+  if (!document) return rcOutOfMemory;
+  try {
+    document->pendingPolicies.emplace_back(name, value);
+  } catch (const std::bad_alloc&) {
+    platform::logError(kTag, L"Out of memory while adding a policy setting");
+    return rcOutOfMemory;
+  }
+  return rcSuccess;
+}
+
+ResultCode SiteListWriter::addCACertificate(const std::wstring& base64Body) {
+  if (!document) return rcOutOfMemory;
+  try {
+    document->pendingCertificates.push_back(base64Body);
+  } catch (const std::bad_alloc&) {
+    platform::logError(kTag, L"Out of memory while adding a CA certificate");
+    return rcOutOfMemory;
+  }
+  return rcSuccess;
+}
+
 ResultCode SiteListWriter::writeSiteList(unsigned int timeoutSeconds) {
   platform::ADetailTrace trace(kTag, L"SiteListWriter::writeSiteList");
   if (!document) return rcOutOfMemory;
-  std::unique_lock<std::shared_timed_mutex> lock(m_SiteListFileReadWriteMutex, std::defer_lock);
+  std::unique_lock<std::shared_timed_mutex> lock(siteListFileMutex(), std::defer_lock);
   try {
     if (!lock.try_lock_until(getTimePlus(timeoutSeconds))) {
       platform::logError(kTag, L"Timeout in acquiring write lock for SiteList.xml");
@@ -379,14 +436,20 @@ ResultCode SiteListWriter::writeSiteList(unsigned int timeoutSeconds) {
     return rcLockFailed;
   }
   try {
+    placePending(*document);
     const std::string text = document->dom.ToText(schema::XML_IDENTATION_CHARACTER);
     if (siteListLocation.empty()) {
       platform::logError(kTag, L"No location to write SiteList.xml to");
       return rcNotInitialized;
     }
     // Other processes' readers and writers of the file take the same named lock.
-    platform::InterProcessWriteLock fileLock(L"SiteListLock");
+    platform::InterProcessWriteLock fileLock(kSiteListFileLockName);
     if (!fileLock.lock(static_cast<unsigned long>(timeoutSeconds) * 1000UL)) {
+      if (fileLock.lastError() != 0) {
+        platform::logError(kTag, L"Lock error in acquiring write lock for SiteList.xml: " +
+                                     fileLock.lastErrorText() + L" (" + fileLock.lockFilePath(fileLock.name()) + L")");
+        return rcLockFailed;
+      }
       platform::logError(kTag, L"Timeout in acquiring write lock for SiteList.xml");
       return rcUnexpected;
     }
@@ -403,27 +466,7 @@ ResultCode SiteListWriter::writeSiteList(unsigned int timeoutSeconds) {
 
 ResultCode SiteListWriter::acquireReadLock(std::shared_ptr<std::shared_lock<std::shared_timed_mutex>>& lock,
                                            unsigned int timeoutSeconds) {
-  platform::ADetailTrace trace(kTag, L"SiteListWriter::acquireReadLock");
-  std::shared_ptr<std::shared_lock<std::shared_timed_mutex>> held;
-  try {
-    held = std::make_shared<std::shared_lock<std::shared_timed_mutex>>(m_SiteListFileReadWriteMutex,
-                                                                       std::defer_lock);
-  } catch (const std::bad_alloc&) {
-    platform::logError(kTag, L"Failed to instantiate boost::shared_ptr");
-    return rcOutOfMemory;
-  }
-  try {
-    if (!held->try_lock_until(getTimePlus(timeoutSeconds))) {
-      // The same code as a write lock time-out.
-      platform::logError(kTag, L"Timeout in acquiring read lock for SiteList.xml");
-      return rcUnexpected;
-    }
-  } catch (const std::system_error&) {
-    platform::logError(kTag, L"Lock error in acquiring read lock for SiteList.xml");
-    return rcLockFailed;
-  }
-  lock = std::move(held);
-  return rcSuccess;
+  return acquireSiteListReadLock(lock, timeoutSeconds);
 }
 
 }  // namespace corvane_com::zel::inetmgr

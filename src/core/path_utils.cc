@@ -2,6 +2,7 @@
 #include "core/path_utils.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "core/string_conversion.h"
 #include "platform/assert.h"
@@ -61,6 +62,22 @@ bool checkPathNames(const std::filesystem::path& path, NameChecker checker) {
     if (!name.empty() && !checker(name)) return false;
   }
   return true;
+}
+
+void splitBranchAndLeaf(const std::string& path, NameChecker checker, std::string& branch,
+                        std::string& leaf) {
+  const std::filesystem::path parsed(path);
+  if (!checkPathNames(parsed, checker)) {
+    throw std::filesystem::filesystem_error("invalid name in path", parsed,
+                                            std::make_error_code(std::errc::invalid_argument));
+  }
+  if (!parsed.has_relative_path()) {
+    branch.clear();
+    leaf = parsed.root_path().string();
+    return;
+  }
+  branch = parsed.parent_path().string();
+  leaf = parsed.has_filename() ? parsed.filename().string() : std::string(".");
 }
 
 std::wstring changeBackToForwardSlashW(const std::wstring& path) {

@@ -33,6 +33,13 @@ NameChecker findNameChecker(ProtocolType::Types protocol);
 // checked: it names the directory itself.
 bool checkPathNames(const std::filesystem::path& path, NameChecker checker);
 
+// `path` split as the agent's path library splits it: `branch` is its parent
+// and `leaf` its last element. A trailing separator makes the last element "."
+// ("/d/" gives "/d" and "."); a root alone is its own leaf with no parent.
+// Throws std::filesystem::filesystem_error (invalid_argument) when an element
+// below the root fails `checker`; a null checker accepts everything.
+void splitBranchAndLeaf(const std::string& path, NameChecker checker, std::string& branch, std::string& leaf);
+
 // A copy of `path` with every '\' replaced by '/'.
 std::wstring changeBackToForwardSlashW(const std::wstring& path);
 // As changeBackToForwardSlashW, converted to the locale's narrow encoding.

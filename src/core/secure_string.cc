@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "core/byte_order.h"
 #include "platform/assert.h"
 #include "platform/crypto.h"
 #include "platform/log.h"
@@ -18,6 +19,11 @@ constexpr wchar_t kTag[] = L"secstr";
 // Fixed allowance for the cipher's overhead when checking a bound.
 constexpr std::size_t kCipherAllowance = 20;
 constexpr std::size_t kCodeUnitSize = 4;
+
+const std::string& byteOrderContext() {
+  static const std::string context = kLittleEndianMachine ? "" : kBigEndianSecretContext;
+  return context;
+}
 
 // The plaintext fed to the cipher: each character as a 4-byte code unit in the
 // machine's byte order, then a 4-byte zero terminator.
@@ -46,7 +52,7 @@ long encryptString(const std::wstring& plaintext, std::vector<unsigned char>& ou
   }
   std::vector<unsigned char> plain = plaintextBytes(plaintext);
   std::vector<unsigned char> cipher;
-  const bool ok = encryption->encrypt(plain, cipher);
+  const bool ok = encryption->encrypt(plain, byteOrderContext(), cipher);
   std::fill(plain.begin(), plain.end(), 0);
   if (ok) {
     out.resize(cipher.size());
@@ -69,7 +75,7 @@ long decryptString(const std::vector<unsigned char>& in, std::wstring& out) {
     return -1;
   }
   std::vector<unsigned char> plain;
-  const bool ok = encryption->decrypt(in, plain);
+  const bool ok = encryption->decrypt(in, byteOrderContext(), plain);
   if (ok) {
     // A trailing partial code unit is dropped; the text ends at the first zero.
     const std::size_t units = plain.size() / kCodeUnitSize;

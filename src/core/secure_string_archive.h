@@ -12,7 +12,6 @@
 #include <boost/archive/archive_exception.hpp>
 #include <boost/archive/text_iarchive.hpp>
 #include <boost/archive/text_oarchive.hpp>
-#include <boost/serialization/collection_size_type.hpp>
 #include <boost/serialization/item_version_type.hpp>
 #include <boost/serialization/vector.hpp>
 
@@ -38,14 +37,17 @@ void SecureString::serialize(Archive& archive, unsigned int /*version*/) {
     archive << buffer_;
     archive << maxBufSize_;
   } else {
-    boost::serialization::collection_size_type count;
+    // Read as 64 bits whatever the width of size_t (the text is the same), so
+    // that a 32-bit machine refuses a huge count as oversized too, not as a
+    // number its size_t cannot hold.
+    unsigned long long count = 0;
     archive >> count;
     if (boost::archive::library_version_type(3) < archive.get_library_version()) {
       boost::serialization::item_version_type itemVersion(0);
       archive >> itemVersion;
     }
-    if (static_cast<std::size_t>(count) > kMaxArchivedSecretSize) secure_string_detail::throwOversizedSecret();
-    std::vector<unsigned char> bytes(count);
+    if (count > kMaxArchivedSecretSize) secure_string_detail::throwOversizedSecret();
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(count));
     for (unsigned char& byte : bytes) archive >> byte;
     std::uint32_t bound = 0;
     archive >> bound;

@@ -11,14 +11,12 @@
 #include "inetmgr/sitelist_schema.h"
 #include "platform/assert.h"
 #include "platform/log.h"
-#include "platform/xml.h"
 #include "site/site_impl.h"
 
 namespace corvane_com::zel::inetmgr {
 namespace {
 
 namespace schema = xmlschema::sitelist;
-using platform::AdvXMLParser;
 constexpr wchar_t kTag[] = L"imsitel";
 constexpr wchar_t kSeparator = L'|';
 
@@ -110,23 +108,21 @@ ResultCode ImSiteListImpl::addRemediationSiteHelper(std::wstring& site) {
   }
 
   try {
-    AdvXMLParser::Document document =
-        AdvXMLParser::Document::CreateWithRoot(schema::XO_XML_SITELIST_HTTP_SITE);
-    AdvXMLParser::Element element = document.GetRoot();
-    element.CreateAttribute(schema::XO_XML_SITE_TYPE, schema::STR_SITE_TYPE_REMEDIATION);
-    element.CreateAttribute(schema::XO_XML_SITE_NAME, site);
-    element.CreateAttribute(schema::XO_XML_SITE_SERVER, server);
-    element.CreateAttribute(schema::XO_XML_SITE_ENABLED, L"1");
-    element.CreateAttribute(schema::XO_XML_SITE_ORDER, L"65535");
-    element.CreateAttribute(schema::XO_XML_SITE_RELATIVEPATH, relativePath);
-    element.CreateAttribute(schema::XO_XML_HTTPSITE_USE_AUTH, L"0");
-
+    PropertyMap properties{
+        {schema::XO_XML_SITE_TYPE, schema::STR_SITE_TYPE_REMEDIATION},
+        {schema::XO_XML_SITE_NAME, site},
+        {schema::XO_XML_SITE_SERVER, server},
+        {schema::XO_XML_SITE_ENABLED, L"1"},
+        {schema::XO_XML_SITE_ORDER, L"65535"},
+        {schema::XO_XML_SITE_RELATIVEPATH, relativePath},
+        {schema::XO_XML_HTTPSITE_USE_AUTH, L"0"},
+    };
     // The handle releases the site on every path that does not keep it.
     auto* impl = new ImSiteImpl();
     IImSite_ptr handle = wrapSitePtr(impl);
     ResultCode code = rcUnexpected;
     try {
-      code = impl->initFromElement(element);
+      code = impl->initFromProperties(ProtocolType::Http, std::move(properties));
     } catch (const std::runtime_error& e) {
       platform::logError(kTag, convertString<wchar_t>(e.what()));
     }

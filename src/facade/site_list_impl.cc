@@ -103,6 +103,7 @@ ResultCode ImSiteListImpl::addSitesFromPersist(IPersistSite* store) {
     if (code != rcSuccess) throw initException(code);
 
     sites_.clear();
+    sites_.reserve(store->getSiteCount());
     IImSite_ptr heldBackFallback;
     IImSite* site = nullptr;
     while ((code = store->getNextSite(site)) == rcSuccess) {

@@ -16,6 +16,7 @@
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 
+#include "inetmgr/machine_key.h"
 #include "platform/config.h"
 #include "platform/files.h"
 #include "platform/log.h"
@@ -160,6 +161,16 @@ bool sivKeyFor(const std::string& path, Key& sivKey) {
   return true;
 }
 
+// Hex groups of four digits: easy to read out and compare between machines.
+std::wstring groupedHex(const std::string& hex) {
+  std::wstring text;
+  for (std::size_t i = 0; i < hex.size(); ++i) {
+    if (i != 0 && i % 4 == 0) text += L':';
+    text += static_cast<wchar_t>(hex[i]);
+  }
+  return text;
+}
+
 const EVP_CIPHER* sivCipher() {
   static EVP_CIPHER* cipher = EVP_CIPHER_fetch(nullptr, "AES-256-SIV", nullptr);
   return cipher;
@@ -167,22 +178,69 @@ const EVP_CIPHER* sivCipher() {
 
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)>;
 
+// Setting an AES-SIV key up costs more than a short message's encryption,
+// and a site list sets up the same key for every password. Each thread keeps
+// a context keyed for the last key it used, one to encrypt and one to
+// decrypt, and every operation starts from a copy of it: the same state a
+// fresh set-up gives.
+class KeyedContexts {
+ public:
+  ~KeyedContexts() { OPENSSL_cleanse(key_.data(), key_.size()); }
+  // A context ready for one operation under `key`; null when OpenSSL fails.
+  CipherContext fresh(const Key& key, bool encrypting) {
+    if (!ready_ || key != key_) {
+      ready_ = false;
+      encrypt_.reset(EVP_CIPHER_CTX_new());
+      decrypt_.reset(EVP_CIPHER_CTX_new());
+      if (!encrypt_ || !decrypt_ || sivCipher() == nullptr ||
+          EVP_EncryptInit_ex2(encrypt_.get(), sivCipher(), key.data(), nullptr, nullptr) != 1 ||
+          EVP_DecryptInit_ex2(decrypt_.get(), sivCipher(), key.data(), nullptr, nullptr) != 1) {
+        return CipherContext(nullptr, &EVP_CIPHER_CTX_free);
+      }
+      OPENSSL_cleanse(key_.data(), key_.size());
+      key_ = key;
+      ready_ = true;
+    }
+    CipherContext ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    if (!ctx || EVP_CIPHER_CTX_copy(ctx.get(), encrypting ? encrypt_.get() : decrypt_.get()) != 1) {
+      return CipherContext(nullptr, &EVP_CIPHER_CTX_free);
+    }
+    return ctx;
+  }
+
+ private:
+  Key key_{};
+  bool ready_ = false;
+  CipherContext encrypt_{nullptr, &EVP_CIPHER_CTX_free};
+  CipherContext decrypt_{nullptr, &EVP_CIPHER_CTX_free};
+};
+
+CipherContext keyedContext(const Key& key, bool encrypting) {
+  thread_local KeyedContexts contexts;
+  return contexts.fresh(key, encrypting);
+}
+
 class AesSivEncryption final : public IEncryption {
  public:
   explicit AesSivEncryption(Key key) : key_(std::move(key)) {}
   ~AesSivEncryption() override { OPENSSL_cleanse(key_.data(), key_.size()); }
 
-  bool encrypt(const CryptBuffer& in, CryptBuffer& out) override {
+  bool encrypt(const CryptBuffer& in, CryptBuffer& out) override { return encrypt(in, std::string(), out); }
+  bool decrypt(const CryptBuffer& in, CryptBuffer& out) override { return decrypt(in, std::string(), out); }
+
+  bool encrypt(const CryptBuffer& in, const std::string& context, CryptBuffer& out) override {
     out.clear();
     if (in.empty()) return false;
-    CipherContext ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
-    if (!ctx || sivCipher() == nullptr ||
-        EVP_EncryptInit_ex2(ctx.get(), sivCipher(), key_.data(), nullptr, nullptr) != 1) {
-      return false;
-    }
+    CipherContext ctx = keyedContext(key_, true);
+    if (!ctx) return false;
     CryptBuffer result(kTagSize + in.size());
     int length = 0;
     int finalLength = 0;
+    if (!context.empty() && EVP_EncryptUpdate(ctx.get(), nullptr, &length,
+                                              reinterpret_cast<const unsigned char*>(context.data()),
+                                              static_cast<int>(context.size())) != 1) {
+      return false;
+    }
     // SIV takes the whole message in one update.
     if (EVP_EncryptUpdate(ctx.get(), result.data() + kTagSize, &length, in.data(), static_cast<int>(in.size())) !=
             1 ||
@@ -195,19 +253,22 @@ class AesSivEncryption final : public IEncryption {
     return true;
   }
 
-  bool decrypt(const CryptBuffer& in, CryptBuffer& out) override {
+  bool decrypt(const CryptBuffer& in, const std::string& context, CryptBuffer& out) override {
     out.clear();
     if (in.size() <= kTagSize) return false;
-    CipherContext ctx(EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+    CipherContext ctx = keyedContext(key_, false);
     CryptBuffer tag(in.begin(), in.begin() + kTagSize);
-    if (!ctx || sivCipher() == nullptr ||
-        EVP_DecryptInit_ex2(ctx.get(), sivCipher(), key_.data(), nullptr, nullptr) != 1 ||
-        EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(kTagSize), tag.data()) != 1) {
+    if (!ctx || EVP_CIPHER_CTX_ctrl(ctx.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(kTagSize), tag.data()) != 1) {
       return false;
     }
     CryptBuffer result(in.size() - kTagSize + 1);
     int length = 0;
     int finalLength = 0;
+    if (!context.empty() && EVP_DecryptUpdate(ctx.get(), nullptr, &length,
+                                              reinterpret_cast<const unsigned char*>(context.data()),
+                                              static_cast<int>(context.size())) != 1) {
+      return false;
+    }
     const bool ok = EVP_DecryptUpdate(ctx.get(), result.data(), &length, in.data() + kTagSize,
                                       static_cast<int>(in.size() - kTagSize)) == 1 &&
                     EVP_DecryptFinal_ex(ctx.get(), result.data() + length, &finalLength) == 1;
@@ -291,6 +352,28 @@ IEncryption* CryptShim::create_encryption_object(int type) {
 
 void CryptShim::destroy_encryption_object(IEncryption* object) { delete object; }
 
+std::string labelledDigestHex(const std::string& label, const CryptBuffer& data, std::size_t size) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  const unsigned char separator = 0;
+  std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+  if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1 ||
+      EVP_DigestUpdate(ctx.get(), label.data(), label.size()) != 1 ||
+      EVP_DigestUpdate(ctx.get(), &separator, 1) != 1 ||
+      EVP_DigestUpdate(ctx.get(), data.data(), data.size()) != 1 ||
+      EVP_DigestFinal_ex(ctx.get(), digest, &length) != 1) {
+    return std::string();
+  }
+  static const char kDigits[] = "0123456789abcdef";
+  std::string hex;
+  for (std::size_t i = 0; i < size && i < length; ++i) {
+    hex += kDigits[digest[i] >> 4];
+    hex += kDigits[digest[i] & 0x0F];
+  }
+  OPENSSL_cleanse(digest, sizeof digest);
+  return hex;
+}
+
 bool ACryptWrap::decrypt_data(const CryptBuffer& in, CryptBuffer& out) {
   const std::size_t headerSize = sizeof kEncryptedDocumentHeader - 1;
   if (in.size() < headerSize || std::memcmp(in.data(), kEncryptedDocumentHeader, headerSize) != 0) {
@@ -320,3 +403,27 @@ bool ACryptWrap::encrypt_data(const CryptBuffer& in, CryptBuffer& out) {
 }
 
 }  // namespace corvane_com::zel::platform
+
+namespace corvane_com::zel::inetmgr {
+
+ResultCode getKeyFingerprint(std::wstring& keyFile, std::wstring& fingerprint) {
+  using namespace platform;
+  keyFile = CryptShim::keyFilePath();
+  fingerprint.clear();
+  Key key;
+  KeyWiper wiper{key};
+  int error = 0;
+  // Read only: a fingerprint of a key made up here would be of no use.
+  if (!readKeyFile(toUtf8(keyFile), key, error)) {
+    if (error == ENOENT) return rcNotFound;
+    logError(kTag, L"Cannot read encryption key " + keyFile + L": " +
+                       (error == EINVAL ? std::wstring(L"it must hold exactly 32 bytes") : errnoText(error)));
+    return rcPathError;
+  }
+  const std::string hex = labelledDigestHex("inetmgr key fingerprint v1", key, 16);
+  if (hex.empty()) return rcUnexpected;
+  fingerprint = groupedHex(hex);
+  return rcSuccess;
+}
+
+}  // namespace corvane_com::zel::inetmgr

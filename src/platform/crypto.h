@@ -28,6 +28,11 @@ class IEncryption {
   // False when `in` was not produced under this key or was altered or cut:
   // tampered ciphertext never decrypts to garbage.
   virtual bool decrypt(const CryptBuffer& in, CryptBuffer& out) = 0;
+  // As above, with `context` bound to the ciphertext as associated data (not
+  // encrypted, not stored): a ciphertext decrypts only with the context it was
+  // made with. An empty context is the same as none.
+  virtual bool encrypt(const CryptBuffer& in, const std::string& context, CryptBuffer& out) = 0;
+  virtual bool decrypt(const CryptBuffer& in, const std::string& context, CryptBuffer& out) = 0;
   // The document form of a password: base64 of the ciphertext of its UTF-8
   // bytes. The empty password and the empty text stand for each other.
   virtual bool encryptText(const std::wstring& plain, std::wstring& documentText) = 0;
@@ -48,6 +53,11 @@ class CryptShim {
   // from the system's random source, mode 0600.
   static std::wstring keyFilePath();
 };
+
+// The first `size` bytes (at most 32) of SHA-256 over `label`, a zero byte and
+// `data`, as lower-case hex; distinct labels keep digests made for different
+// purposes apart. Empty when the digest cannot be computed.
+std::string labelledDigestHex(const std::string& label, const CryptBuffer& data, std::size_t size);
 
 // Whole-document encryption: a document stored encrypted starts with
 // kEncryptedDocumentHeader followed by the ciphertext of its bytes.

@@ -61,33 +61,100 @@ bool writeAll(int fd, const unsigned char* data, std::size_t size) {
   return true;
 }
 
+const wchar_t* fileKind(mode_t mode) {
+  if (S_ISDIR(mode)) return L"a directory";
+  if (S_ISCHR(mode) || S_ISBLK(mode)) return L"a device";
+  if (S_ISFIFO(mode)) return L"a FIFO";
+  if (S_ISSOCK(mode)) return L"a socket";
+  return L"not a regular file";
+}
+
+// The file a write to `path` must replace: a symbolic link is followed to
+// its target (which need not exist yet), so the link itself stays.
+bool resolveTarget(const std::wstring& path, std::string& target, std::wstring& problem) {
+  constexpr int kMaxLinks = 40;
+  target = toUtf8(path);
+  for (int hops = 0; hops < kMaxLinks; ++hops) {
+    struct stat info {};
+    if (::lstat(target.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return true;
+    std::string link(static_cast<std::size_t>(info.st_size > 0 ? info.st_size : 255) + 1, '\0');
+    const ssize_t n = ::readlink(target.c_str(), link.data(), link.size());
+    if (n < 0) {
+      problem = L"cannot read the link: " + errnoText(errno);
+      return false;
+    }
+    link.resize(static_cast<std::size_t>(n));
+    if (!link.empty() && link.front() != '/') {
+      const std::size_t slash = target.find_last_of('/');
+      if (slash != std::string::npos) link = target.substr(0, slash + 1) + link;
+    }
+    target = link;
+  }
+  problem = L"too many levels of symbolic links";
+  return false;
+}
+
 bool writeAtomically(const std::wstring& path, const unsigned char* data, std::size_t size, unsigned mode) {
+  std::string target;
+  std::wstring problem;
+  if (!resolveTarget(path, target, problem)) {
+    logError(kTag, L"Failed to write " + path + L": " + problem);
+    return false;
+  }
   std::wstring directory;
   std::wstring fileName;
-  splitPath(path, directory, fileName);
+  splitPath(fromUtf8(target), directory, fileName);
   if (fileName.empty()) {
     logError(kTag, L"Failed to write " + path + L": no file name");
     return false;
   }
-  std::string temporary = toUtf8(path) + ".tmpXXXXXX";
+  // A file that is replaced keeps its owner and mode; anything but a regular
+  // file (a device, a FIFO, a directory) is never replaced.
+  struct stat existing {};
+  const bool replacing = ::stat(target.c_str(), &existing) == 0;
+  if (replacing && !S_ISREG(existing.st_mode)) {
+    logError(kTag, L"Failed to write " + path + L": it is " + fileKind(existing.st_mode) +
+                       L", and only a regular file is replaced");
+    return false;
+  }
+  std::string temporary = target + ".tmpXXXXXX";
   const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) {
     logError(kTag, L"Failed to create temporary file for " + path + L": " + errnoText(errno));
     return false;
   }
-  bool ok = ::fchmod(fd, static_cast<mode_t>(mode)) == 0 && writeAll(fd, data, size) && ::fsync(fd) == 0;
+  mode_t newMode = replacing ? (existing.st_mode & 07777) : static_cast<mode_t>(mode);
+  // A file asked to be private stays private whatever it was before.
+  if ((mode & 077) == 0) newMode &= static_cast<mode_t>(~077);
+  bool ok = ::fchmod(fd, newMode) == 0;
   int error = errno;
+  if (ok && replacing && (existing.st_uid != ::geteuid() || existing.st_gid != ::getegid()) &&
+      ::fchown(fd, existing.st_uid, existing.st_gid) != 0) {
+    ok = false;
+    error = errno;
+    problem = L"cannot keep the file's owner (" + std::to_wstring(existing.st_uid) + L":" +
+              std::to_wstring(existing.st_gid) + L"): " + errnoText(error);
+  }
+  // fchmod before fchown could have dropped set-id bits; set them again.
+  if (ok && replacing && ::fchmod(fd, newMode) != 0) {
+    ok = false;
+    error = errno;
+  }
+  if (ok && !(writeAll(fd, data, size) && ::fsync(fd) == 0)) {
+    ok = false;
+    error = errno;
+  }
   if (::close(fd) != 0 && ok) {
     ok = false;
     error = errno;
   }
-  if (ok && ::rename(temporary.c_str(), toUtf8(path).c_str()) != 0) {
+  if (ok && ::rename(temporary.c_str(), target.c_str()) != 0) {
     ok = false;
     error = errno;
   }
   if (!ok) {
     ::unlink(temporary.c_str());
-    logError(kTag, L"Failed to write " + path + L": " + errnoText(error));
+    logError(kTag, L"Failed to write " + path + L": " + (problem.empty() ? errnoText(error) : problem));
     return false;
   }
   // Make the rename itself durable.

@@ -20,8 +20,12 @@ class AFile {
   static bool readExisting(const std::wstring& path, ByteBuffer& contents);
   // Replaces the file with `contents` atomically: a temporary file in the same
   // directory is written, synced and renamed over the target, so a reader sees
-  // the old file or the new one, never a torn one. `mode` applies to the new
-  // file. False, with an error log line, on any failure; the old file is intact.
+  // the old file or the new one, never a torn one. A symbolic link at `path`
+  // is followed and its target replaced; a replaced file keeps its owner and
+  // mode, and `mode` applies only to a file that did not exist (but a private
+  // `mode`, without group or other bits, always takes those bits away). Anything but
+  // a regular file (a directory, a device, a FIFO) is refused. False, with an
+  // error log line, on any failure; the old file is intact.
   static bool write(const std::wstring& path, const ByteBuffer& contents, unsigned mode = 0644);
   static bool write(const std::wstring& path, const std::string& contents, unsigned mode = 0644);
 };

@@ -50,13 +50,17 @@ int openLockFile(const std::wstring& path) {
     std::wstring directory;
     std::wstring fileName;
     splitPath(path, directory, fileName);
-    makeDirectories(directory, 0755);
+    if (!makeDirectories(directory, 0755)) return -1;
     fd = ::open(native.c_str(), flags, 0644);
   }
   return fd;
 }
 
-// 0 when locked, EWOULDBLOCK when held elsewhere (non-blocking only), or the
+// 0 when locked, EWOULDBLOCK
+
+// The descriptor, or -1 with errno saying why: the reason of the first thing
+// that failed (a directory that may not be made gives EACCES, not the ENOENT
+// of the open that follows). when held elsewhere (non-blocking only), or the
 // errno of a real failure.
 int tryFlock(int fd, bool exclusive, bool block) {
   const int operation = (exclusive ? LOCK_EX : LOCK_SH) | (block ? 0 : LOCK_NB);
@@ -76,14 +80,17 @@ InterProcessLock::~InterProcessLock() { unlock(); }
 std::wstring InterProcessLock::lockFilePath(const std::wstring& name) { return locksDirectory() + L"/" + name + L".lock"; }
 
 bool InterProcessLock::lock(unsigned long timeoutMs) {
+  lastError_ = 0;
   if (isLocked()) return true;
   if (!isPlainFileName(name_)) {
     logError(kTag, L"Invalid inter-process lock name \"" + name_ + L"\"");
+    lastError_ = EINVAL;
     return false;
   }
   const int fd = openLockFile(path_);
   if (fd < 0) {
-    logError(kTag, L"Failed to open lock file " + path_ + L": " + errnoText(errno));
+    lastError_ = errno;
+    logError(kTag, L"Failed to open lock file " + path_ + L": " + errnoText(lastError_));
     return false;
   }
 
@@ -101,12 +108,19 @@ bool InterProcessLock::lock(unsigned long timeoutMs) {
     }
   }
   if (result != 0) {
-    if (result != EWOULDBLOCK) logError(kTag, L"Failed to lock " + path_ + L": " + errnoText(result));
+    if (result != EWOULDBLOCK) {
+      lastError_ = result;
+      logError(kTag, L"Failed to lock " + path_ + L": " + errnoText(result));
+    }
     ::close(fd);
     return false;
   }
   fd_ = fd;
   return true;
+}
+
+std::wstring InterProcessLock::lastErrorText() const {
+  return lastError_ == 0 ? std::wstring(L"timed out") : errnoText(lastError_);
 }
 
 void InterProcessLock::unlock() {

@@ -39,6 +39,11 @@ class InterProcessLock {
   // False on timeout, and, with an error log line, when the name is not a
   // plain file name or the lock file cannot be opened.
   bool lock(unsigned long timeoutMs);
+  // After a lock() that failed: 0 when it timed out, else the errno of the
+  // failure (EACCES for a lock file or directory that may not be made).
+  int lastError() const { return lastError_; }
+  // "timed out", or the system's text for lastError().
+  std::wstring lastErrorText() const;
   // Releases the lock; does nothing when it is not held.
   void unlock();
   bool isLocked() const { return fd_ >= 0; }
@@ -56,6 +61,7 @@ class InterProcessLock {
   std::wstring path_;
   bool exclusive_;
   int fd_ = -1;
+  int lastError_ = 0;
 };
 
 // Shared: any number of read locks of one name are held together, never with

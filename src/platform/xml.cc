@@ -17,7 +17,7 @@
 
 namespace corvane_com::zel::platform {
 
-struct AdvXMLParser::Document::Impl {
+struct XmlDocument::Impl {
   pugi::xml_document dom;
 };
 
@@ -66,54 +66,41 @@ bool isUsableName(const std::wstring& name) {
   return true;
 }
 
-// Offset of the first byte that does not begin a well-formed UTF-8 sequence
-// (shortest form, Unicode scalar values only), or `size` when all are fine.
-std::size_t findInvalidUtf8(const unsigned char* data, std::size_t size) {
-  std::size_t i = 0;
-  while (i < size) {
-    const unsigned char lead = data[i];
-    if (lead < 0x80) {
-      ++i;
-      continue;
+// Names and values are nearly always ASCII: those are widened as they are.
+std::wstring wide(const char* text) {
+  const char* end = text;
+  bool ascii = true;
+  for (; *end != '\0'; ++end) ascii = ascii && static_cast<unsigned char>(*end) < 0x80;
+  return ascii ? std::wstring(text, end) : fromUtf8(std::string(text, end));
+}
+
+// "line L, column C (byte offset O)" of a byte of the document; lines and
+// columns count from 1, columns in characters.
+std::wstring placeOf(const ByteBuffer& buffer, std::size_t offset) {
+  std::size_t line = 1;
+  std::size_t column = 1;
+  for (std::size_t i = 0; i < offset && i < buffer.size(); ++i) {
+    if (buffer[i] == '\n') {
+      ++line;
+      column = 1;
+    } else if ((buffer[i] & 0xC0) != 0x80) {
+      ++column;
     }
-    std::size_t length = 0;
-    std::uint32_t c = 0;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2;
-      c = lead & 0x1Fu;
-    } else if ((lead & 0xF0) == 0xE0) {
-      length = 3;
-      c = lead & 0x0Fu;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4;
-      c = lead & 0x07u;
-    } else {
-      return i;
-    }
-    if (size - i < length) return i;
-    for (std::size_t k = 1; k < length; ++k) {
-      const unsigned char next = data[i + k];
-      if ((next & 0xC0) != 0x80) return i;
-      c = (c << 6) | (next & 0x3Fu);
-    }
-    const bool overlong = (length == 3 && c < 0x800) || (length == 4 && c < 0x10000);
-    const bool notScalar = (c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF;
-    if (overlong || notScalar) return i;
-    i += length;
   }
-  return size;
+  return L"line " + std::to_wstring(line) + L", column " + std::to_wstring(column) + L" (byte offset " +
+         std::to_wstring(offset) + L")";
 }
 
 // Empty when the bytes may go to the parser, otherwise the reason they may not.
 std::wstring checkBytes(const ByteBuffer& buffer) {
   if (buffer.empty()) return L"XML document is empty";
   const std::size_t invalid = findInvalidUtf8(buffer.data(), buffer.size());
-  if (invalid != buffer.size()) {
-    return L"XML document is not valid UTF-8 at byte offset " + std::to_wstring(invalid);
-  }
+  if (invalid != buffer.size()) return L"XML document is not valid UTF-8 at " + placeOf(buffer, invalid);
   // pugixml keeps strings NUL-terminated, so a NUL would silently cut a value.
-  for (std::size_t i = 0; i < buffer.size(); ++i) {
-    if (buffer[i] == 0) return L"XML document contains a NUL byte at byte offset " + std::to_wstring(i);
+  const void* nul = std::memchr(buffer.data(), 0, buffer.size());
+  if (nul != nullptr) {
+    return L"XML document contains a NUL byte at " +
+           placeOf(buffer, static_cast<std::size_t>(static_cast<const unsigned char*>(nul) - buffer.data()));
   }
   return std::wstring();
 }
@@ -147,16 +134,23 @@ class StringWriter : public pugi::xml_writer {
 }  // namespace
 
 std::wstring AdvXMLParser::Node::GetName() const {
-  if (const pugi::xml_node node = Access::node(*this)) return fromUtf8(node.name());
-  if (const pugi::xml_attribute attribute = Access::attribute(*this)) return fromUtf8(attribute.name());
+  if (const pugi::xml_node node = Access::node(*this)) return wide(node.name());
+  if (const pugi::xml_attribute attribute = Access::attribute(*this)) return wide(attribute.name());
   return std::wstring();
 }
 
 std::wstring AdvXMLParser::Node::GetValue() const {
-  if (const pugi::xml_attribute attribute = Access::attribute(*this)) return fromUtf8(attribute.value());
+  if (const pugi::xml_attribute attribute = Access::attribute(*this)) return wide(attribute.value());
+  const pugi::xml_node first = Access::node(*this).first_child();
+  const auto isText = [](const pugi::xml_node node) {
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+  };
+  // The usual element holds one piece of text.
+  if (!first) return std::wstring();
+  if (isText(first) && !first.next_sibling()) return wide(first.value());
   std::string text;
-  for (pugi::xml_node child = Access::node(*this).first_child(); child; child = child.next_sibling()) {
-    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) text += child.value();
+  for (pugi::xml_node child = first; child; child = child.next_sibling()) {
+    if (isText(child)) text += child.value();
   }
   return fromUtf8(text);
 }
@@ -222,30 +216,58 @@ void AdvXMLParser::Element::CreateAttribute(const std::wstring& name, const std:
   if (!attribute || !attribute.set_value(toUtf8(value).c_str())) throw std::bad_alloc();
 }
 
-AdvXMLParser::Document::Document() : impl_(std::make_unique<Impl>()) {}
-AdvXMLParser::Document::~Document() = default;
-AdvXMLParser::Document::Document(Document&& other) noexcept = default;
-AdvXMLParser::Document& AdvXMLParser::Document::operator=(Document&& other) noexcept = default;
+XmlDocument::XmlDocument() : impl_(std::make_unique<Impl>()) {}
+XmlDocument::~XmlDocument() = default;
+XmlDocument::XmlDocument(XmlDocument&& other) noexcept = default;
+XmlDocument& XmlDocument::operator=(XmlDocument&& other) noexcept = default;
 
-AdvXMLParser::Document AdvXMLParser::Document::CreateWithRoot(const std::wstring& rootName) {
+XmlDocument XmlDocument::CreateWithRoot(const std::wstring& rootName) {
   INETMGR_ASSERT(isUsableName(rootName), "isUsableName(rootName)");
-  Document document;
+  XmlDocument document;
   if (!document.impl_->dom.append_child(toUtf8(rootName).c_str())) throw std::bad_alloc();
   return document;
 }
 
-AdvXMLParser::Element AdvXMLParser::Document::GetRoot() const {
-  if (!impl_) return Element();
-  return Access::element(impl_->dom.document_element());
+AdvXMLParser::Element XmlDocument::GetRoot() const {
+  if (!impl_) return AdvXMLParser::Element();
+  return AdvXMLParser::Access::element(impl_->dom.document_element());
 }
 
-std::string AdvXMLParser::Document::ToText(const std::wstring& indentation) const {
+std::string XmlDocument::ToText(const std::wstring& indentation) const {
   std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
   if (!impl_) return text;
   StringWriter writer(text);
   impl_->dom.save(writer, toUtf8(indentation).c_str(), pugi::format_indent | pugi::format_no_declaration,
                   pugi::encoding_utf8);
   return text;
+}
+
+// Empty when no attribute value or text is longer than kMaxXmlValueBytes,
+// otherwise where the first such value is.
+std::wstring checkValueLengths(const pugi::xml_document& dom, const ByteBuffer& buffer) {
+  struct Walker : pugi::xml_tree_walker {
+    std::wstring problem;
+    const ByteBuffer* buffer = nullptr;
+    bool tooLong(const pugi::char_t* text) const { return std::strlen(text) > kMaxXmlValueBytes; }
+    bool for_each(pugi::xml_node& node) override {
+      const std::wstring limit = L" is longer than " + std::to_wstring(kMaxXmlValueBytes) + L" bytes";
+      if ((node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) && tooLong(node.value())) {
+        problem = L"XML document has a text in <" + fromUtf8(node.parent().name()) + L">" + limit;
+      }
+      for (const pugi::xml_attribute attribute : node.attributes()) {
+        if (problem.empty() && tooLong(attribute.value())) {
+          problem = L"XML document has an attribute " + fromUtf8(attribute.name()) + L" of <" +
+                    fromUtf8(node.name()) + L">" + limit;
+        }
+      }
+      if (problem.empty()) return true;
+      problem += L", at " + placeOf(*buffer, static_cast<std::size_t>(node.offset_debug()));
+      return false;
+    }
+  } walker;
+  walker.buffer = &buffer;
+  const_cast<pugi::xml_document&>(dom).traverse(walker);
+  return walker.problem;
 }
 
 bool AdvXMLParser::ParseXML(const ByteBuffer& buffer, Document& document) {
@@ -259,11 +281,11 @@ bool AdvXMLParser::ParseXML(const ByteBuffer& buffer, Document& document) {
       const pugi::xml_parse_result result = impl->dom.load_buffer(
           buffer.data(), buffer.size(), pugi::parse_default | pugi::parse_doctype, pugi::encoding_utf8);
       if (!result) {
-        lastError_ = L"XML parse error at byte offset " +
-                     std::to_wstring(static_cast<long long>(result.offset)) + L": " +
+        lastError_ = L"XML parse error at " + placeOf(buffer, static_cast<std::size_t>(result.offset)) + L": " +
                      fromUtf8(result.description());
       } else {
         lastError_ = checkTopLevel(impl->dom);
+        if (lastError_.empty()) lastError_ = checkValueLengths(impl->dom, buffer);
       }
       if (lastError_.empty()) {
         document.impl_ = std::move(impl);
@@ -283,7 +305,12 @@ bool AdvXMLParser::ReadBufferFromFileNoExp(const std::wstring& path, ByteBuffer&
   buffer.clear();
   try {
     ByteBuffer stored;
-    if (!AFile::read(path, stored)) {
+    FileInfo info;
+    int statError = 0;
+    if (statFile(toUtf8(path), info, statError) && info.size > kMaxXmlDocumentBytes) {
+      lastError_ = L"Failed to read " + path + L": it holds " + std::to_wstring(info.size) +
+                   L" bytes, more than the " + std::to_wstring(kMaxXmlDocumentBytes) + L" a document may have";
+    } else if (!AFile::read(path, stored)) {
       FileInfo ignored;
       int error = 0;
       lastError_ = L"Failed to read " + path;

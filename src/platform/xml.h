@@ -16,14 +16,23 @@ namespace corvane_com::zel::platform {
 
 // Not thread-safe: a parser keeps the reason of its last failure, so each
 // thread uses its own. Documents are independent of the parser that made them.
+class XmlDocument;
+
+// Limits on what is parsed, so that a hostile or broken file is refused
+// before it costs memory: a document of 64 MiB holds about 140,000 sites of
+// the example site list's size; no name, server or certificate comes near a
+// value of 64 KiB.
+inline constexpr unsigned long long kMaxXmlDocumentBytes = 64ULL * 1024 * 1024;
+inline constexpr std::size_t kMaxXmlValueBytes = 64 * 1024;
+
 class AdvXMLParser {
  private:
   // Converts between handles and the parser library's objects; defined in
   // xml.cc so that nothing here depends on that library.
   struct Access;
+  friend class XmlDocument;
 
  public:
-  class Document;
   class Element;
 
   // A handle to an element or an attribute. Handles do not own anything: they
@@ -103,34 +112,8 @@ class AdvXMLParser {
     friend struct Access;
   };
 
-  // Owns one DOM. Movable, not copyable; share it through std::shared_ptr.
-  // Concurrent reads are safe; any change needs the only reference.
-  class Document {
-   public:
-    // An empty document: no root element.
-    Document();
-    ~Document();
-    Document(Document&& other) noexcept;
-    Document& operator=(Document&& other) noexcept;
-    Document(const Document&) = delete;
-    Document& operator=(const Document&) = delete;
-
-    // A new document holding only a root element called `rootName`.
-    static Document CreateWithRoot(const std::wstring& rootName);
-
-    // The root element, or a null element for an empty document.
-    Element GetRoot() const;
-    // The document as UTF-8 text with an XML declaration. Each nesting level
-    // is indented by one copy of `indentation`; an element whose content is
-    // only text stays on one line. Output never recurses, so depth is only
-    // bounded by memory.
-    std::string ToText(const std::wstring& indentation = L"\t") const;
-
-   private:
-    struct Impl;
-    std::unique_ptr<Impl> impl_;
-    friend class AdvXMLParser;
-  };
+  // Owns one DOM (see XmlDocument below).
+  using Document = XmlDocument;
 
   // Turns the stored form of a document into its plain bytes (e.g. decrypts
   // it); false when it cannot.
@@ -139,14 +122,15 @@ class AdvXMLParser {
   // Parses a UTF-8 document (a leading byte order mark is allowed) into
   // `document`. False, with the reason in GetLastXmlErrorMessage(), for empty
   // input, bytes that are not UTF-8 or hold a NUL, malformed XML (the message
-  // gives the byte offset), a document without exactly one root element, or any
+  // gives the line, column and byte offset), a document without exactly one
+  // root element, an attribute value or a text longer than kMaxXmlValueBytes, or any
   // document type declaration: DOCTYPEs and the entities they could declare
   // are refused outright, never expanded. `document` is untouched on failure;
   // on success its previous contents, and handles into them, are gone.
   // Never throws.
   bool ParseXML(const ByteBuffer& buffer, Document& document);
 
-  // Reads the whole file into `buffer` and, when `decryptHook` is given,
+  // Reads the whole file (at most kMaxXmlDocumentBytes) into `buffer` and, when `decryptHook` is given,
   // replaces the bytes with what the hook makes of them. False, with the
   // reason in GetLastXmlErrorMessage() and `buffer` empty, when the file
   // cannot be read or the hook fails or throws. Never throws.
@@ -158,6 +142,36 @@ class AdvXMLParser {
 
  private:
   std::wstring lastError_;
+};
+
+// Owns one DOM; also known as AdvXMLParser::Document. A class of its own so
+// that interfaces can name it with a forward declaration. Movable, not copyable; share it through std::shared_ptr.
+// Concurrent reads are safe; any change needs the only reference.
+class XmlDocument {
+ public:
+  // An empty document: no root element.
+  XmlDocument();
+  ~XmlDocument();
+  XmlDocument(XmlDocument&& other) noexcept;
+  XmlDocument& operator=(XmlDocument&& other) noexcept;
+  XmlDocument(const XmlDocument&) = delete;
+  XmlDocument& operator=(const XmlDocument&) = delete;
+
+  // A new document holding only a root element called `rootName`.
+  static XmlDocument CreateWithRoot(const std::wstring& rootName);
+
+  // The root element, or a null element for an empty document.
+  AdvXMLParser::Element GetRoot() const;
+  // The document as UTF-8 text with an XML declaration. Each nesting level
+  // is indented by one copy of `indentation`; an element whose content is
+  // only text stays on one line. Output never recurses, so depth is only
+  // bounded by memory.
+  std::string ToText(const std::wstring& indentation = L"\t") const;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+  friend class AdvXMLParser;
 };
 
 class AdvXMLParser::Element::ChildIterator {

@@ -65,4 +65,14 @@ void ImProgress::abortOperation() { m_bAbortOperation.store(true, std::memory_or
 
 bool ImProgress::isAbortRequested() { return m_bAbortOperation.load(std::memory_order_relaxed); }
 
+bool XoInetCallback::OnProgress(const unsigned int& done, const long& total, const xoInet::INETSTATUS& status,
+                                const wchar_t* siteName, const wchar_t* serverName, const wchar_t* fileName,
+                                bool* flag) {
+  // A negative total means "unknown" to the transfer and 0 to the callbacks.
+  const std::size_t totalBytes = total > 0 ? static_cast<std::size_t>(total) : 0;
+  if (progress_(done, totalBytes, status, siteName, serverName, fileName) != Stop) return true;
+  if (flag != nullptr) *flag = false;
+  return false;
+}
+
 }  // namespace corvane_com::zel::inetmgr

@@ -47,6 +47,22 @@ class ImProgress {
   static std::atomic<bool> m_bAbortOperation;
 };
 
+// The sink through which a transfer reports to one site's multiplexer: it
+// passes each report on and tells the transfer to stop when the multiplexer
+// answers Stop. Lives for one transfer call; the multiplexer must outlive it.
+class XoInetCallback : public xoInet::CNetSessionSink {
+ public:
+  explicit XoInetCallback(const ImProgress& progress) : progress_(progress) {}
+
+  // True to go on; on Stop, false, also written through `flag` when it is not null.
+  bool OnProgress(const unsigned int& done, const long& total, const xoInet::INETSTATUS& status,
+                  const wchar_t* siteName, const wchar_t* serverName, const wchar_t* fileName,
+                  bool* flag) override;
+
+ private:
+  const ImProgress& progress_;
+};
+
 // Thrown by site list construction once a shutdown has been requested.
 class InetMgrShutDownException : public std::exception {
  public:

@@ -12,6 +12,7 @@
 #include "platform/assert.h"
 #include "platform/crypto.h"
 #include "platform/log.h"
+#include "platform/utf8.h"
 #include "site/site_impl.h"
 
 namespace corvane_com::zel::inetmgr {
@@ -35,13 +36,32 @@ ResultCode requiredString(const wchar_t* name, const PropertyMap& properties, st
   return p_getStringValue(name, properties, value) == rcSuccess ? rcSuccess : rcBadSchema;
 }
 
-// Turns the document form of a password into its plain text.
-std::wstring decryptDocumentPassword(platform::IEncryption& encryption, const std::wstring& stored) {
+// Turns the document form of a password into its plain text. A password that
+// does not decrypt is not a fault of this one entry: the whole document was
+// almost certainly written for another machine, so this leaves the site as a
+// runtime error and the reader refuses the document.
+std::wstring decryptDocumentPassword(platform::IEncryption& encryption, const std::wstring& stored,
+                                     const wchar_t* field, const std::wstring& siteName) {
   std::wstring plain;
   if (!encryption.decryptText(stored, plain)) {
-    throw SiteImplExcept::withMessage(rcBadSchema, L"Password does not decrypt");
+    // UTF-8, so that the site's name survives whatever the process locale is.
+    throw std::runtime_error(platform::toUtf8(
+        std::wstring(field) + L" of site " + siteName +
+        L" does not decrypt: the site list was most likely encrypted under another machine's key"));
   }
   return plain;
+}
+
+// A flag that defaults to false. Any value but "0" or "1" keeps the default, and
+// the log says so: whoever wrote Enabled="true" meant the opposite.
+bool readFlag(const wchar_t* name, const PropertyMap& properties, const std::wstring& siteName) {
+  bool value = false;
+  const auto it = properties.find(name);
+  if (it != properties.end() && !convertProperty(it->second, value)) {
+    platform::logError(kTag, L"Site " + siteName + L": " + name + L"=\"" + it->second +
+                                 L"\" is neither 0 nor 1 and is read as false");
+  }
+  return value;
 }
 
 struct EncryptionObject {
@@ -123,27 +143,41 @@ bool validateSpipeSite(const PropertyMap& properties) {
   return true;
 }
 
-ResultCode ImSiteImpl::initFromElement(const platform::AdvXMLParser::Element& element) {
+ResultCode ImSiteImpl::initFromElement(const platform::AdvXMLParser::Element& element, std::wstring* failure) {
   platform::ADetailTrace trace(kTag, L"initFromElement");
+  ProtocolType::Types protocol = ProtocolType::typeCount;
+  PropertyMap properties;
   try {
     if (element.IsNull()) throw SiteImplExcept::withMessage(rcBadSchema, L"Argument is empty.");
     const std::wstring elementName = element.GetName();
-    ResultCode code = p_getProtocolType(elementName, protocol_);
+    const ResultCode code = p_getProtocolType(elementName, protocol);
     if (code == rcProxyElement) return rcProxyElement;
     if (code != rcSuccess) {
       throw SiteImplExcept::withMessage(code, L"Unknown protocol type string value=" + elementName);
     }
-    fillProperties(element, properties_);
-    code = p_getSiteType(properties_, siteType_);
+    fillProperties(element, properties);
+  } catch (SiteImplExcept& e) {
+    if (failure != nullptr) *failure = e.getText();
+    return doSiteExceptCatch(e);
+  }
+  return initFromProperties(protocol, std::move(properties), failure);
+}
+
+ResultCode ImSiteImpl::initFromProperties(ProtocolType::Types protocol, PropertyMap properties,
+                                          std::wstring* failure) {
+  try {
+    protocol_ = protocol;
+    properties_ = std::move(properties);
+    ResultCode code = p_getSiteType(properties_, siteType_);
     if (code != rcSuccess) throw SiteImplExcept::withMessage(code, L"Unknown site type string");
     p_getSortOrder(properties_, siteOrder_);
     code = requiredString(schema::XO_XML_SITE_NAME, properties_, siteName_);
     if (code != rcSuccess) throw SiteImplExcept::withMessage(code, L"No sitename found");
     platform::logInfo(kTag, L"Found site name=" + siteName_);
-    localSiteList_ = false;
-    p_getBoolValue(schema::XO_XML_SITE_LOCAL, properties_, localSiteList_);
-    enabled_ = false;
-    p_getBoolValue(schema::XO_XML_SITE_ENABLED, properties_, enabled_);
+    localSiteList_ = readFlag(schema::XO_XML_SITE_LOCAL, properties_, siteName_);
+    enabled_ = readFlag(schema::XO_XML_SITE_ENABLED, properties_, siteName_);
+    // Read here only to report a bad value once; the transfer reads it when built.
+    readFlag(schema::XO_XML_HTTPSITE_USE_AUTH, properties_, siteName_);
     unsigned int sslPort = 0;
     p_getSslEnabledFlag(properties_, sslEnabled_, sslPort);
     // One-way on purpose: a site without SSL never clears its protocol's flag.
@@ -156,14 +190,22 @@ ResultCode ImSiteImpl::initFromElement(const platform::AdvXMLParser::Element& el
     std::wstring stored;
     try {
       p_extractPasswordField(properties_, schema::XO_XML_SITE_PASSWORD, stored);
-      if (!stored.empty()) password_ = decryptDocumentPassword(*encryption.object, stored);
+      if (!stored.empty()) {
+        password_ =
+            decryptDocumentPassword(*encryption.object, stored, schema::XO_XML_SITE_PASSWORD, siteName_);
+      }
       p_extractPasswordField(properties_, schema::XO_XML_SITE_REPLICATION_PASSWORD, stored);
-      if (!stored.empty()) replicationPassword_ = decryptDocumentPassword(*encryption.object, stored);
+      if (!stored.empty()) {
+        replicationPassword_ = decryptDocumentPassword(*encryption.object, stored,
+                                                       schema::XO_XML_SITE_REPLICATION_PASSWORD, siteName_);
+      }
     } catch (const SecureString::BufferOverflowException&) {
       throw SiteImplExcept::withMessage(rcBadSchema, L"Encountered password exceeding max size");
     }
+    properties_.pack();
     return rcSuccess;
   } catch (SiteImplExcept& e) {
+    if (failure != nullptr) *failure = e.getText();
     return doSiteExceptCatch(e);
   }
 }

@@ -12,11 +12,43 @@
 
 namespace corvane_com::zel::inetmgr {
 
+// A bundle written to a new file beside its final path and not yet in use.
+// commit() renames it into place; one dropped uncommitted is removed, so the
+// file in place stays the one of the list the store holds. Move-only.
+class StagedCaBundle {
+ public:
+  StagedCaBundle() = default;
+  ~StagedCaBundle();
+  StagedCaBundle(StagedCaBundle&& other) noexcept;
+  StagedCaBundle& operator=(StagedCaBundle&& other) noexcept;
+  StagedCaBundle(const StagedCaBundle&) = delete;
+  StagedCaBundle& operator=(const StagedCaBundle&) = delete;
+
+  // True while a written bundle waits to be put in place.
+  bool pending() const { return !temporary_.empty(); }
+  // Puts the bundle in place; true at once when none is pending. False, with
+  // a log line, when the rename fails: the file in place is then unchanged.
+  bool commit();
+
+ private:
+  friend bool stageCaBundle(const platform::AdvXMLParser::Element&, const std::wstring&, StagedCaBundle&,
+                            std::wstring*);
+  void discard();
+
+  std::string temporary_;
+  std::string path_;
+};
+
 // Writes the XO_XML_CACERTIFICATE children of the root's first XO_XML_CABUNDLE
-// element to `path` as PEM blocks, replacing the file atomically. Without a
-// bundle element it returns true and leaves any existing file alone. Returns
-// false only when the file cannot be written. The walk ends at the first
-// certificate with no text; the blocks before it are kept.
+// element as PEM blocks to a new file beside `path`, for `staged` to put in
+// place. Without a bundle element nothing is staged, and the file in place
+// stays. False, with a log line (also put in `failure` when given), only when
+// the file cannot be written. The walk ends at the first certificate with no
+// text; the blocks before it count.
+bool stageCaBundle(const platform::AdvXMLParser::Element& root, const std::wstring& path,
+                   StagedCaBundle& staged, std::wstring* failure = nullptr);
+
+// stageCaBundle and commit in one step.
 bool saveCarootCertificateBundle(const platform::AdvXMLParser::Element& root, const std::wstring& path);
 
 // Writes one PEM block for `certificate`'s base64 text to `out`; false, with

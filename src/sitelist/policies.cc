@@ -40,14 +40,15 @@ std::int32_t leadingInteger(const std::wstring& text) {
   return static_cast<std::int32_t>(magnitude == kLimit ? kLimit - 1 : magnitude);
 }
 
-ResultCode invalid(const std::wstring& text) {
+ResultCode invalid(const std::wstring& text, std::wstring* problem) {
   platform::logError(kTag, text);
+  if (problem != nullptr) *problem = text;
   return rcBadSchema;
 }
 
 }  // namespace
 
-ResultCode readPolicies(const Element& root, SiteListPolicies& out) {
+ResultCode readPolicies(const Element& root, SiteListPolicies& out, std::wstring* problem) {
   SiteListPolicies read;
   for (const Element& setting : root.GetElement(xmlschema::sitelist::XO_XML_POLICIES).GetChildElements()) {
     if (setting.GetName() != L"Setting") continue;
@@ -57,22 +58,22 @@ ResultCode readPolicies(const Element& root, SiteListPolicies& out) {
     const std::wstring value = setting.GetValue();
 
     if (name == L"OverwriteClientSites") {
-      if (value != L"0" && value != L"1") return invalid(L"invalid OverwriteClientSites=" + value);
+      if (value != L"0" && value != L"1") return invalid(L"invalid OverwriteClientSites=" + value, problem);
       read.overwriteClientSites = value == L"1";
     } else if (name == L"uiFindNearestMethod") {
       const std::int32_t method = leadingInteger(value);
       if (method < sortByPingTime || method > sortByConfiguredOrder) {
-        return invalid(L"invalid uiFindNearestMethod=" + std::to_wstring(method));
+        return invalid(L"invalid uiFindNearestMethod=" + std::to_wstring(method), problem);
       }
       read.findNearestMethod = static_cast<SiteListSortMethods>(method);
     } else if (name == L"nMaxHopLimit") {
       const std::int32_t limit = leadingInteger(value);
       if (limit < 0 || limit > kHighestHopLimit)
-        return invalid(L"invalid nMaxHopLimit=" + std::to_wstring(limit));
+        return invalid(L"invalid nMaxHopLimit=" + std::to_wstring(limit), problem);
       read.maxHopLimit = limit;
     } else if (name == L"nMaxPingTimeout") {
       const std::int32_t timeout = leadingInteger(value);
-      if (timeout < 0) return invalid(L"invalid ping timeout=" + std::to_wstring(timeout));
+      if (timeout < 0) return invalid(L"invalid ping timeout=" + std::to_wstring(timeout), problem);
       read.maxPingTimeout = timeout;
     } else {
       platform::logInfo(kTag, L"unknown policy " + name + L" in site list");

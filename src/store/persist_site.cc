@@ -4,17 +4,21 @@
 
 #include <new>
 #include <system_error>
+#ifdef __GLIBC__
+#include <malloc.h>  // malloc_trim
+#endif
 
 #include "core/deadline.h"
-#include "inetmgr/site_list_writer.h"
+#include "core/site_list_file_lock.h"
 #include "platform/assert.h"
+#include "platform/files.h"
 #include "platform/interprocess_lock.h"
 #include "platform/log.h"
 #include "platform/net_interfaces.h"
 #include "site/site_impl.h"
 #include "sitelist/sitelist_document.h"
 #include "sitelist/versions.h"
-#include "store/agent_settings.h"
+#include "core/agent_settings.h"
 #include "store/site_cache.h"
 
 namespace corvane_com::zel::inetmgr {
@@ -25,6 +29,15 @@ constexpr long long kLockWaitSeconds = 60;
 // The refresh lock is waited for without limit.
 constexpr unsigned long kWaitForever = 2147483647UL;
 constexpr unsigned long kFileLockWaitMs = 60000;
+
+// A read frees the document, and a refresh the list it replaced: most of it
+// in small pieces that the allocator would otherwise keep resident. Returning
+// them takes about 0.3 ms after a list of 10,000 sites.
+void releaseFreedMemory() {
+#ifdef __GLIBC__
+  ::malloc_trim(0);
+#endif
+}
 
 std::wstring directoryOf(const std::wstring& path) {
   const std::size_t slash = path.find_last_of(L'/');
@@ -45,6 +58,23 @@ std::timed_mutex PersistSite::initializerMutex_;
 std::mutex PersistSite::m_AbortMutex;
 std::atomic<bool> PersistSite::m_bAbort{false};
 std::atomic<void (*)()> PersistSite::testDelayHook_{nullptr};
+std::mutex PersistSite::refreshMutex_;
+std::mutex PersistSite::refreshStatusMutex_;
+SiteListRefreshStatus PersistSite::refreshStatus_;
+
+void PersistSite::recordRefresh(ResultCode code, const std::wstring& reason,
+                                std::vector<std::wstring> skippedEntries) {
+  std::lock_guard<std::mutex> guard(refreshStatusMutex_);
+  refreshStatus_.code = code;
+  refreshStatus_.reason = reason;
+  refreshStatus_.skippedEntries = std::move(skippedEntries);
+  refreshStatus_.path = siteList_.empty() ? defaultSiteList_ : siteList_;
+}
+
+SiteListRefreshStatus PersistSite::lastRefreshStatus() {
+  std::lock_guard<std::mutex> guard(refreshStatusMutex_);
+  return refreshStatus_;
+}
 
 void PersistSite::testDelay() {
   if (void (*hook)() = testDelayHook_.load()) hook();
@@ -98,8 +128,17 @@ PersistSite& PersistSite::self() {
 }
 
 void PersistSite::testResetSiteList() {
+  // Not under a refresh either: it owns the refreshing state.
+  std::lock_guard<std::mutex> refreshing(refreshMutex_);
   std::lock_guard<std::timed_mutex> guard(initializerMutex_);
-  self().resetSiteList();
+  PersistSite& store = self();
+  // Not under a caller that is reading the list.
+  std::unique_lock<std::timed_mutex> access(store.accessMutex_, std::defer_lock);
+  if (!access.try_lock_until(getTimePlus(kLockWaitSeconds))) {
+    platform::logError(kTag, L"Timed out waiting for the callers of the site list to reset it");
+    return;
+  }
+  store.resetSiteList();
 }
 
 std::wstring PersistSite::siteListPath() { return siteList_; }
@@ -110,15 +149,36 @@ PersistSite* PersistSite::getInstance(ResultCode& rc) {
   platform::ADetailTrace trace(kTag, L"PersistSite::getInstance()");
   if (isAbortRequested()) {
     rc = rcShutDown;
+    recordRefresh(rcShutDown, L"The agent is shutting down: no site list is read any more");
     return nullptr;
   }
-  PersistSite* store = nullptr;
+  PersistSite& instance = self();
+  PersistSite* store = &instance;
   bool valid = false;
   try {
-    // One process, and one thread, at a time refreshes and sorts.
+    // One thread of this process at a time refreshes. A caller that finds a
+    // refresh running is served the list held before, whole, rather than
+    // waiting out a sort that may take minutes; only a process that holds no
+    // list yet waits for its first.
+    std::unique_lock<std::mutex> refreshing(refreshMutex_, std::try_to_lock);
+    if (!refreshing.owns_lock()) {
+      if (instance.valid_) {
+        platform::logDetail(kTag, L"A refresh is running: the site list held is served");
+        return store;
+      }
+      refreshing.lock();
+    }
+    // And one process at a time, on the same terms.
     platform::InterProcessWriteLock sortingLock(L"SiteListSortingLock");
-    if (!sortingLock.lock(kWaitForever)) {
+    if (!sortingLock.lock(instance.valid_ ? 0 : kWaitForever)) {
+      if (instance.valid_ && sortingLock.lastError() == 0) {
+        platform::logDetail(kTag, L"Another process refreshes: the site list held is served");
+        return store;
+      }
       platform::logError(kTag, L"Failed to lock or to construct PersistSite");
+      recordRefresh(rcLockFailed, L"Failed to lock or to construct PersistSite: SiteListSortingLock " +
+                                      sortingLock.lastErrorText() + L" (" +
+                                      sortingLock.lockFilePath(L"SiteListSortingLock") + L")");
       return nullptr;
     }
     testDelay();
@@ -126,49 +186,66 @@ PersistSite* PersistSite::getInstance(ResultCode& rc) {
       rc = rcShutDown;
       return nullptr;
     }
-    PersistSite& instance = self();
-    store = &instance;
-    // Held for the whole refresh: no new cookie can be handed out between the
-    // "not locked" test and the swap.
+    // Held only while the store is set up: a refresh reads and sorts without
+    // it, so cookies go on being handed out for the list held, and the swap
+    // waits for the access mutex, which no cookie holder keeps for long.
     std::unique_lock<std::timed_mutex> initializing(initializerMutex_, std::defer_lock);
     if (!initializing.try_lock_until(getTimePlus(kLockWaitSeconds))) {
       platform::logError(kTag, L"Failed to lock or to construct PersistSite");
+      recordRefresh(rcLockFailed, L"Failed to lock or to construct PersistSite: the store stayed busy for " +
+                                      std::to_wstring(kLockWaitSeconds) + L" s");
       return nullptr;
     }
     testDelay();
-    instance.initializeOnce();
+    if (!instance.initializeOnce()) return nullptr;
+    initializing.unlock();
     std::wstring ip;
-    if (instance.loadDocumentIfInternalListExpired(ip) && instance.copyDocumentToInternal(ip)) {
-      instance.valid_ = true;
-    }
+    const bool read = instance.loadDocumentIfInternalListExpired(ip);
+    if (read && instance.copyDocumentToInternal(ip)) instance.valid_ = true;
     instance.document_.reset();
+    if (read) releaseFreedMemory();
     valid = instance.valid_;
   } catch (const std::bad_alloc&) {
     platform::logError(kTag, L"Memory allocation failed during attempt to construct PersistSite.");
+    recordRefresh(rcOutOfMemory, L"Memory allocation failed during attempt to construct PersistSite.");
     return nullptr;
   } catch (const std::system_error& e) {
-    platform::logError(kTag, L"boost exception occured and error code is " + std::to_wstring(e.code().value()));
+    const std::wstring text = L"boost exception occured and error code is " + std::to_wstring(e.code().value());
+    platform::logError(kTag, text);
+    recordRefresh(rcUnexpected, text);
     return nullptr;
   }
   if (!valid) {
     if (isAbortRequested()) rc = rcShutDown;
+    if (lastRefreshStatus().code == rcSuccess) {
+      recordRefresh(rcNotInitialized, L"No usable site list is held, and " + siteList_ +
+                                          L" has not changed since it was last read");
+    }
     return nullptr;
   }
   return store;
 }
 
-void PersistSite::initializeOnce() {
-  if (oneTimeStaticDataInitializationCompleted_) return;
-  oneTimeStaticDataInitializationCompleted_ = true;
-  resetSiteList();
-  fileStat_.reset();
+bool PersistSite::initializeOnce() {
+  if (oneTimeStaticDataInitializationCompleted_) return true;
   siteList_ = defaultSiteList_.empty() ? getExpectedSitelistLocation() : defaultSiteList_;
   const std::wstring directory = directoryOf(siteList_);
   cacheFile_ = defaultCacheFile_.empty() ? directory + L"/sitecache.bin" : defaultCacheFile_;
   platform::logDetail(kTag, L"Cache file location = " + cacheFile_);
   caBundle_ = defaultCabundlePath_.empty() ? directory + L"/cabundle.cer" : defaultCabundlePath_;
   platform::logDetail(kTag, L"Cabundle file location = " + caBundle_);
+  // A set-up after the first must not change a list that a caller is reading.
+  std::unique_lock<std::timed_mutex> access(accessMutex_, std::defer_lock);
+  if (!access.try_lock_until(getTimePlus(kLockWaitSeconds))) {
+    platform::logError(kTag, L"Timed out waiting for the callers of the site list to set the store up");
+    return false;
+  }
+  oneTimeStaticDataInitializationCompleted_ = true;
+  // The held list stays: a cache that cannot be read leaves it, invalid,
+  // until a document is read.
+  fileStat_.reset();
   valid_ = loadCacheToInternal();
+  return true;
 }
 
 void PersistSite::resetSiteList() {
@@ -211,18 +288,23 @@ bool PersistSite::loadDocumentIfInternalListExpired(std::wstring& ip) {
 bool PersistSite::readDocument() {
   if (siteList_.empty()) {
     platform::logError(kTag, L"No sitelist file specified.");
+    recordRefresh(rcNotInitialized, L"No sitelist file specified.");
     return false;
   }
   // Shared with this process's writers of the file, as the inter-process
   // lock below is with other processes.
-  std::shared_ptr<std::shared_lock<std::shared_timed_mutex>> writerLock;
-  if (SiteListWriter::acquireReadLock(writerLock, kLockWaitSeconds) != rcSuccess) {
+  SiteListReadLock writerLock;
+  if (acquireSiteListReadLock(writerLock, kLockWaitSeconds) != rcSuccess) {
     platform::logError(kTag, L"Failed to lock the site list file " + siteList_);
+    recordRefresh(rcLockFailed, L"Failed to lock the site list file " + siteList_ + L": a writer held it too long");
     return false;
   }
-  platform::InterProcessReadLock fileLock(L"SiteListLock");
+  platform::InterProcessReadLock fileLock(kSiteListFileLockName);
   if (!fileLock.lock(kFileLockWaitMs)) {
     platform::logError(kTag, L"Failed to lock the site list file " + siteList_);
+    recordRefresh(rcLockFailed, L"Failed to lock the site list file " + siteList_ + L": " + kSiteListFileLockName +
+                                    L" " + fileLock.lastErrorText() + L" (" +
+                                    fileLock.lockFilePath(kSiteListFileLockName) + L")");
     return false;
   }
   // The stat is taken before the read, so a change during the read is seen
@@ -239,28 +321,47 @@ bool PersistSite::readDocument() {
   // Recorded even for a document that does not parse: it is not read again
   // until the file changes.
   fileStat_ = stat;
-  if (result.code != rcSuccess) return false;
+  if (result.code != rcSuccess) {
+    recordRefresh(result.code, result.reason);
+    return false;
+  }
   document_ = document;
   return true;
 }
 
 bool PersistSite::isDocumentVersionNewer() const {
-  return document_ && inetmgr::isDocumentVersionNewer(document_->GetRoot(), globalVersion_, localVersion_);
+  if (!document_) return false;
+  if (inetmgr::isDocumentVersionNewer(document_->GetRoot(), globalVersion_, localVersion_)) return true;
+  recordRefresh(rcSuccess, siteList_ + L" changed but carries the versions of the list held (global " +
+                               globalVersion_ + L", local " + localVersion_ + L"): the held list is kept");
+  return false;
 }
 
 bool PersistSite::copyDocumentToInternal(const std::wstring& ip) {
   if (!document_) return false;
+  // The store's own files may live in a directory of their own (a list read
+  // from elsewhere keeps them under the data directory), made when first written.
+  platform::makeDirectories(directoryOf(caBundle_));
+  platform::makeDirectories(directoryOf(cacheFile_));
   SiteListContents contents;
-  if (buildSiteListContents(*document_, caBundle_, isManagedMode(), contents).code != rcSuccess) return false;
+  const SiteListRejection built = buildSiteListContents(*document_, caBundle_, isManagedMode(), contents);
+  document_.reset();  // the sites hold all they need of it
+  if (built.code != rcSuccess) {
+    recordRefresh(built.code, built.reason);
+    return false;
+  }
   sortFailed_ = false;
+  testDelay();  // where a refresh spends its time: building and sorting
   if (contents.policies.findNearestMethod != sortByConfiguredOrder) {
     setOrdersUsingPingTimeOrHopCount(contents.sites, contents.policies.findNearestMethod,
                                      contents.policies.maxPingTimeout, contents.policies.maxHopLimit);
     if (sortFailed_) {
       if (isAbortRequested()) {
         platform::logInfo(kTag, L"Sorting of repositories stopped due to service shutdown request");
+        recordRefresh(rcShutDown, L"Sorting of repositories stopped due to service shutdown request");
       } else {
         platform::logError(kTag, L"Sorting of repositories failed");
+        recordRefresh(rcUnexpected, L"Sorting of repositories failed: the new list is not taken");
       }
       return false;
     }
@@ -271,6 +372,15 @@ bool PersistSite::copyDocumentToInternal(const std::wstring& ip) {
     std::unique_lock<std::timed_mutex> access(accessMutex_, std::defer_lock);
     if (!access.try_lock_until(getTimePlus(kLockWaitSeconds))) {
       platform::logError(kTag, L"Timed out waiting to take the new site list");
+      recordRefresh(rcLockFailed, L"Timed out waiting to take the new site list: callers held the old one for " +
+                                      std::to_wstring(kLockWaitSeconds) + L" s");
+      return false;
+    }
+    // The bundle goes in place with the list it belongs to, never before it:
+    // a document rejected on the way leaves the held list's bundle on disk.
+    if (!contents.caBundle.commit()) {
+      recordRefresh(rcPathError,
+                    L"Failed to put the ca bundle file " + caBundle_ + L" in place: the new list is not taken");
       return false;
     }
     proxies_ = std::make_shared<std::vector<xoInet::CProxyParams>>(std::move(contents.proxies));
@@ -282,9 +392,17 @@ bool PersistSite::copyDocumentToInternal(const std::wstring& ip) {
     policies_ = contents.policies;
     ipAddress_ = ip;
     sortSitelist();
+    shareSiteProperties();
   }
+  recordRefresh(rcSuccess, std::wstring(), std::move(contents.skippedEntries));
   writeCache();
   return true;
+}
+
+void PersistSite::shareSiteProperties() {
+  for (const IImSite_ptr& site : sites_) {
+    if (auto* impl = dynamic_cast<ImSiteImpl*>(site.get())) impl->shareProperties();
+  }
 }
 
 ResultCode PersistSite::getGlobalSiteListVersion(std::wstring& version) const {
@@ -333,7 +451,11 @@ long PersistSite::lock() {
   auto held = std::make_shared<std::unique_lock<std::timed_mutex>>(accessMutex_, std::defer_lock);
   // Without the access mutex no cookie is handed out.
   if (!held->try_lock_until(getTimePlus(kLockWaitSeconds))) return 0;
-  std::lock_guard<std::mutex> map(lockMapMutex_);
+  std::unique_lock<std::timed_mutex> map(lockMapMutex_, std::defer_lock);
+  if (!map.try_lock_until(getTimePlus(kLockWaitSeconds))) {
+    platform::logError(kTag, L"Timed out waiting for the lock map");
+    return 0;
+  }
   long cookie = 0;
   if (accessLocks_.find(lockCookie_) == accessLocks_.end()) {
     if (lockCookie_ == 0) lockCookie_ = 1;
@@ -348,7 +470,12 @@ long PersistSite::lock() {
 }
 
 bool PersistSite::unlock(long cookie) {
-  std::lock_guard<std::mutex> map(lockMapMutex_);
+  std::unique_lock<std::timed_mutex> map(lockMapMutex_, std::defer_lock);
+  if (!map.try_lock_until(getTimePlus(kLockWaitSeconds))) {
+    platform::logError(kTag, L"Timed out waiting for the lock map; cookie " + std::to_wstring(cookie) +
+                                 L" is still held");
+    return false;
+  }
   const auto it = accessLocks_.find(cookie);
   if (it == accessLocks_.end()) {
     platform::logInternalError(kTag, L"Attempt made to unlock using invalid lockCookie value=" + std::to_wstring(cookie));
@@ -361,7 +488,7 @@ bool PersistSite::unlock(long cookie) {
   return true;
 }
 
-bool PersistSite::setNewXmlDocument(platform::AdvXMLParser::Document* newDocument) {
+bool PersistSite::setNewXmlDocument(platform::XmlDocument* newDocument) {
   INETMGR_ASSERT(newDocument != nullptr, "0!=newDocument");
   document_ = std::make_shared<platform::AdvXMLParser::Document>(std::move(*newDocument));
   return true;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/file_stat.h"
+#include "inetmgr/site_list.h"
 #include "sitelist/policies.h"
 #include "store/persist_site_itf.h"
 
@@ -32,12 +33,16 @@ class PersistSite final : public IPersistSite {
   static void setDefaultCacheFile(const wchar_t* cacheFilePath);
   static void setDefaultCabundlePath(const wchar_t* caBundlePath);
 
+  // The outcome of the last refresh (or of the failure to start one).
+  static SiteListRefreshStatus lastRefreshStatus();
+
   // From now on getInstance fails with rcShutDown and running sorts stop.
   static void abortOperation();
   static bool isAbortRequested();
 
-  // Test hooks: forget the one-time set-up (paths and cache are looked at again
-  // on the next use), and drop the held list.
+  // Test hooks: forget the one-time set-up (the paths, the cache and the
+  // file's stat are looked at again on the next use; the held list stays),
+  // and drop the held list.
   static void resetInitFlag();
   static void testResetSiteList();
   // Called between the lock steps of a refresh; does nothing unless a test
@@ -70,7 +75,7 @@ class PersistSite final : public IPersistSite {
   long lock() override;
   bool unlock(long cookie) override;
   bool isLocked() const override { return lockCount_.load() != 0; }
-  bool setNewXmlDocument(platform::AdvXMLParser::Document* newDocument) override;
+  bool setNewXmlDocument(platform::XmlDocument* newDocument) override;
   void getProxyList(std::vector<xoInet::CProxyParams>& proxies) const override;
 
   // Where this store reads and writes; fixed at first use.
@@ -89,12 +94,21 @@ class PersistSite final : public IPersistSite {
   // The one instance, destroyed at process exit.
   static PersistSite& self();
 
-  void initializeOnce();
+  // The paths and the cache, once (again after resetInitFlag); false when
+  // the callers holding the list did not let go in time.
+  bool initializeOnce();
   bool loadDocumentIfInternalListExpired(std::wstring& ip);
   bool readDocument();
   bool isDocumentVersionNewer() const;
   bool copyDocumentToInternal(const std::wstring& ip);
+  // Keeps what the last refresh came to, for lastRefreshStatus; logs the
+  // reason of a failure.
+  static void recordRefresh(ResultCode code, const std::wstring& reason,
+                            std::vector<std::wstring> skippedEntries = {});
   void sortSitelist();
+  // Packs every held site's properties, so that the copies handed out share
+  // them instead of copying them.
+  void shareSiteProperties();
   // Ranks the enabled repositories by ping time or hop count in up to five
   // worker threads; sets sortFailed_ on failure or shutdown.
   void setOrdersUsingPingTimeOrHopCount(std::vector<IImSite_ptr>& sites, SiteListSortMethods method,
@@ -105,12 +119,12 @@ class PersistSite final : public IPersistSite {
   void writeCache() const;
 
   std::timed_mutex accessMutex_;
-  std::mutex lockMapMutex_;
+  std::timed_mutex lockMapMutex_;
   std::map<long, std::shared_ptr<std::unique_lock<std::timed_mutex>>> accessLocks_;
   long lockCookie_ = 0;
   std::atomic<std::size_t> lockCount_{0};
 
-  std::shared_ptr<platform::AdvXMLParser::Document> document_;
+  std::shared_ptr<platform::XmlDocument> document_;
   std::vector<IImSite_ptr> sites_;
   std::size_t cursor_ = 0;
   std::shared_ptr<std::vector<xoInet::CProxyParams>> proxies_ = std::make_shared<std::vector<xoInet::CProxyParams>>();
@@ -120,7 +134,8 @@ class PersistSite final : public IPersistSite {
   SiteListPolicies policies_;
   FileStat fileStat_;
   std::wstring ipAddress_;
-  bool valid_ = false;
+  // Read without a lock by callers that find a refresh running.
+  std::atomic<bool> valid_{false};
   std::atomic<bool> sortFailed_{false};
 
   static std::wstring defaultSiteList_;
@@ -132,9 +147,13 @@ class PersistSite final : public IPersistSite {
   static std::wstring caBundle_;
   static bool oneTimeStaticDataInitializationCompleted_;
   static std::timed_mutex initializerMutex_;
+  // One refreshing thread per process.
+  static std::mutex refreshMutex_;
   static std::mutex m_AbortMutex;
   static std::atomic<bool> m_bAbort;
   static std::atomic<void (*)()> testDelayHook_;
+  static std::mutex refreshStatusMutex_;
+  static SiteListRefreshStatus refreshStatus_;
 };
 
 }  // namespace corvane_com::zel::inetmgr

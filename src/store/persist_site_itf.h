@@ -11,7 +11,10 @@
 #include "inetmgr/site.h"
 #include "inetmgr/site_types.h"
 #include "inetmgr/xoinet.h"
-#include "platform/xml.h"
+
+namespace corvane_com::zel::platform {
+class XmlDocument;
+}  // namespace corvane_com::zel::platform
 
 namespace corvane_com::zel::inetmgr {
 
@@ -43,7 +46,7 @@ class IPersistSite {
   // Gives the lock of `cookie` back; false for a cookie not handed out.
   virtual bool unlock(long cookie) = 0;
   virtual bool isLocked() const = 0;
-  virtual bool setNewXmlDocument(platform::AdvXMLParser::Document* newDocument) = 0;
+  virtual bool setNewXmlDocument(platform::XmlDocument* newDocument) = 0;
   virtual void getProxyList(std::vector<xoInet::CProxyParams>& proxies) const = 0;
 };
 

@@ -7,6 +7,8 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "platform/log.h"
 #include "site/site_impl.h"
@@ -25,20 +27,30 @@ void setSiteOrder(IImSite_ptr& site, int order, const std::wstring& reason) {
 
 bool isLocalServer(const std::wstring& server) { return server == L"127.0.0.1" || server == L"localhost"; }
 
+bool orderComesFirst(int a, int b) {
+  if (a == ImSiteImpl::s_invalidOrderValue_) return false;
+  if (b == ImSiteImpl::s_invalidOrderValue_) return true;
+  return a < b;
+}
+
 }  // namespace
 
 bool siteCompareFunction(IImSite_ptr a, IImSite_ptr b) {
-  const int oa = a->getSortOrder();
-  const int ob = b->getSortOrder();
-  if (oa == ImSiteImpl::s_invalidOrderValue_) return false;
-  if (ob == ImSiteImpl::s_invalidOrderValue_) return true;
-  return oa < ob;
+  return orderComesFirst(a->getSortOrder(), b->getSortOrder());
 }
 
 void PersistSite::sortSitelist() {
+  // Each site's order is read once rather than at every comparison; the sort
+  // compares the same orders, so it moves the sites just as sorting them
+  // directly would.
+  std::vector<std::pair<int, IImSite_ptr>> keyed;
+  keyed.reserve(sites_.size());
+  for (IImSite_ptr& site : sites_) keyed.emplace_back(site->getSortOrder(), std::move(site));
   // Deliberately not stable: sites without a configured order have no order
   // among themselves. Measured site orders travel with each site instead.
-  std::sort(sites_.begin(), sites_.end(), siteCompareFunction);
+  std::sort(keyed.begin(), keyed.end(),
+            [](const auto& a, const auto& b) { return orderComesFirst(a.first, b.first); });
+  for (std::size_t i = 0; i < keyed.size(); ++i) sites_[i] = std::move(keyed[i].second);
 }
 
 void PersistSite::pingTimeCalculatorThread(std::vector<IImSite_ptr>& sites, unsigned int pingTimeout) {

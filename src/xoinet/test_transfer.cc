@@ -1,15 +1,20 @@
 // The recording test transfer.
 #include "xoinet/test_transfer.h"
 
-#include <filesystem>
+#include <string>
+#include <utility>
 
+#include "core/path_utils.h"
 #include "core/string_conversion.h"
+#include "xoinet/transfer_script.h"
 
 namespace corvane_com::zel::xoInet {
 
 LastOperationData g_lastOpData;
 
-void LastOperationData::resetFields() { *this = LastOperationData(); }
+void LastOperationData::resetFields() {
+  *this = LastOperationData();
+}
 
 namespace {
 
@@ -23,13 +28,24 @@ enum Operation : std::int32_t {
 
 constexpr INETSTATUS kReportedStatus = statusProgress;
 
-// Parent directory and last element, by the path grammar alone.
-void splitPath(const std::wstring& path, std::wstring& directory, std::wstring& leaf) {
+// Parent directory and last element, by the path grammar alone: nothing on
+// disk is consulted. Sources are taken as they are; targets and deleted files
+// must consist of portable names (else std::filesystem::filesystem_error).
+struct SplitPath {
+  std::wstring directory;
+  std::wstring leaf;
+};
+
+SplitPath splitPath(const std::wstring& path, inetmgr::NameChecker checker) {
   using inetmgr::convertString;
-  const std::filesystem::path parsed(convertString<char>(path));
-  directory = convertString<wchar_t>(parsed.parent_path().string());
-  leaf = convertString<wchar_t>(parsed.filename().string());
+  std::string branch;
+  std::string leaf;
+  inetmgr::splitBranchAndLeaf(convertString<char>(path), checker, branch, leaf);
+  return SplitPath{convertString<wchar_t>(branch), convertString<wchar_t>(leaf)};
 }
+
+const inetmgr::NameChecker kSourceNames = nullptr;
+const inetmgr::NameChecker kTargetNames = &inetmgr::portableName;
 
 // The one progress step of a transfer. The sink's answer is deliberately
 // ignored: a stop request has no effect on this transfer.
@@ -41,44 +57,83 @@ void reportProgress(CNetSessionSink* sink, const wchar_t* fileName) {
   sink->OnProgress(done, total, kReportedStatus, L"someSiteName", L"someServerName", fileName, &flag);
 }
 
+test::TransferCall makeCall(test::TransferCallKind kind, xoInetError usual, const std::wstring& first = {},
+                            const std::wstring& second = {}, const std::wstring& third = {}) {
+  test::TransferCall call;
+  call.kind = kind;
+  call.result = usual;
+  call.first = first;
+  call.second = second;
+  call.third = third;
+  return call;
+}
+
 }  // namespace
 
 TestTransferImpl::TestTransferImpl(xoInetProtocol transferProtocol) : TransferItf(transferProtocol) {}
 
-xoInetError TestTransferImpl::CheckOptions() const { return rcNoError; }
-
-xoInetError TestTransferImpl::Logon(bool, unsigned int) {
-  loggedOn = true;
+xoInetError TestTransferImpl::CheckOptions() const {
   return rcNoError;
+}
+
+xoInetError TestTransferImpl::Logon(bool anonymousLogon, unsigned int timeout) {
+  test::TransferCall call = makeCall(test::callLogon, rcNoError);
+  call.number = static_cast<long>(timeout);
+  call.flag = anonymousLogon;
+  const xoInetError result = finishCall(std::move(call));
+  // A logon scripted to fail leaves the object logged off, as a real one would.
+  if (result >= 0) loggedOn = true;
+  return result;
 }
 
 xoInetError TestTransferImpl::LogOut() {
   loggedOn = false;
-  return rcNoError;
+  return finishCall(makeCall(test::callLogOut, rcNoError));
+}
+
+xoInetError TestTransferImpl::PostLogOutOperations() {
+  return finishCall(makeCall(test::callPostLogOutOperations, TransferItf::PostLogOutOperations()));
 }
 
 xoInetError TestTransferImpl::DownloadFile(const std::wstring& localTarget, const std::wstring& remoteSource,
-                                           CNetSessionSink* sink, long*, bool&, const bool&) {
-  if (!loggedOn) return rcNotLoggedOn;
+                                           CNetSessionSink* sink, long* resumePoint, bool& resume,
+                                           const bool&) {
+  test::TransferCall call = makeCall(test::callDownloadFile, rcNoError, localTarget, remoteSource);
+  call.number = resumePoint != nullptr ? *resumePoint : 0;
+  call.flag = resume;
+  if (!loggedOn) {
+    call.result = rcNotLoggedOn;
+    return journalRefusedCall(std::move(call));
+  }
+  // Deliberately crossed: the first argument, the local target, fills the source fields.
+  SplitPath source = splitPath(localTarget, kSourceNames);
+  SplitPath target = splitPath(remoteSource, kTargetNames);
   g_lastOpData.resetFields();
   g_lastOpData.operation = opDownload;
-  // Deliberately crossed: the first argument, the local target, fills the source fields.
-  splitPath(localTarget, g_lastOpData.sourceDirectory, g_lastOpData.sourceFileName);
-  splitPath(remoteSource, g_lastOpData.targetDirectory, g_lastOpData.targetFileName);
+  g_lastOpData.sourceDirectory = std::move(source.directory);
+  g_lastOpData.sourceFileName = std::move(source.leaf);
+  g_lastOpData.targetDirectory = std::move(target.directory);
+  g_lastOpData.targetFileName = std::move(target.leaf);
   // The report names the file the record calls the target.
   reportProgress(sink, remoteSource.c_str());
-  return rcNoError;
+  return finishCall(std::move(call));
 }
 
 xoInetError TestTransferImpl::UploadFile(const std::wstring& source, const std::wstring& destination,
                                          CNetSessionSink* sink) {
-  if (!loggedOn) return rcNotLoggedOn;
+  test::TransferCall call = makeCall(test::callUploadFile, rcNoError, source, destination);
+  if (!loggedOn) {
+    call.result = rcNotLoggedOn;
+    return journalRefusedCall(std::move(call));
+  }
+  SplitPath parts = splitPath(source, kSourceNames);
   g_lastOpData.resetFields();
   g_lastOpData.operation = opUpload;
-  splitPath(source, g_lastOpData.sourceDirectory, g_lastOpData.sourceFileName);
+  g_lastOpData.sourceDirectory = std::move(parts.directory);
+  g_lastOpData.sourceFileName = std::move(parts.leaf);
   g_lastOpData.targetDirectory = destination;
   reportProgress(sink, L"someFileName");
-  return rcNoError;
+  return finishCall(std::move(call));
 }
 
 xoInetError TestTransferImpl::UploadFileResponse(const std::wstring& source, const std::wstring& destination,
@@ -87,14 +142,17 @@ xoInetError TestTransferImpl::UploadFileResponse(const std::wstring& source, con
   // Written even when the upload was refused: the record shows the attempt.
   g_lastOpData.operation = opUploadResponse;
   g_lastOpData.responsePath = responseFile;
-  return result;
+  test::TransferCall call = makeCall(test::callUploadFileResponse, result, source, destination, responseFile);
+  return loggedOn ? finishCall(std::move(call)) : journalRefusedCall(std::move(call));
 }
 
 xoInetError TestTransferImpl::DeleteRemoteFile(const std::wstring& path) {
+  SplitPath parts = splitPath(path, kTargetNames);
   g_lastOpData.resetFields();
   g_lastOpData.operation = opDeleteFile;
-  splitPath(path, g_lastOpData.targetDirectory, g_lastOpData.targetFileName);
-  return rcNoError;
+  g_lastOpData.targetDirectory = std::move(parts.directory);
+  g_lastOpData.targetFileName = std::move(parts.leaf);
+  return finishCall(makeCall(test::callDeleteRemoteFile, rcNoError, path));
 }
 
 xoInetError TestTransferImpl::DeleteRemoteDirectory(const std::wstring& path, const bool& recursive) {
@@ -102,7 +160,9 @@ xoInetError TestTransferImpl::DeleteRemoteDirectory(const std::wstring& path, co
   g_lastOpData.operation = opDeleteDirectory;
   g_lastOpData.targetDirectory = path;
   g_lastOpData.recursive = recursive;
-  return rcNoError;
+  test::TransferCall call = makeCall(test::callDeleteRemoteDirectory, rcNoError, path);
+  call.flag = recursive;
+  return finishCall(std::move(call));
 }
 
 }  // namespace corvane_com::zel::xoInet

@@ -9,6 +9,7 @@
 #include "inetmgr/inetmgr.h"
 #include "platform/files.h"
 #include "platform/utf8.h"
+#include "support/temp_dir.h"
 
 namespace im = corvane_com::zel::inetmgr;
 namespace pf = corvane_com::zel::platform;
@@ -19,8 +20,9 @@ void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
 
 std::string dataDirectory() {
   static std::string dir = [] {
-    char pattern[] = "/tmp/inetmgr-bench-XXXXXX";
-    std::string made = ::mkdtemp(pattern);
+    // Under the test root, which this process removes at exit.
+    std::string pattern = (inetmgr_test::testRoot() / "bench-XXXXXX").string();
+    std::string made = ::mkdtemp(pattern.data());
     ::setenv("INETMGR_DATA_DIR", made.c_str(), 1);
     ::setenv("INETMGR_TEST_IP_ADDRESS", "10.0.0.1", 1);
     im::setLogSink(&discard, nullptr, im::LogLevel::Error);

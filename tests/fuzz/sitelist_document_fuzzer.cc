@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "inetmgr/log_sink.h"
 #include "sitelist/sitelist_document.h"
@@ -16,6 +18,29 @@ namespace {
 
 void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
 
+// The run's data directory (the library's key file lands in it) in $TMPDIR,
+// removed with its contents when the process exits normally: at the end of a
+// replay and of a libFuzzer run alike.
+class ScratchDataDir {
+ public:
+  ScratchDataDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "inetmgr-fuzz-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+    path_ = pattern;
+  }
+  ~ScratchDataDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchDataDir(const ScratchDataDir&) = delete;
+  ScratchDataDir& operator=(const ScratchDataDir&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
 // The CA bundle of accepted inputs is written here.
 std::wstring& bundlePath() {
   static std::wstring path;
@@ -25,11 +50,9 @@ std::wstring& bundlePath() {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  char pattern[] = "/tmp/inetmgr-fuzz-XXXXXX";
-  const char* dir = ::mkdtemp(pattern);
-  if (dir == nullptr) std::abort();
-  ::setenv("INETMGR_DATA_DIR", dir, 1);
-  bundlePath() = std::wstring(dir, dir + std::char_traits<char>::length(dir)) + L"/cabundle.cer";
+  static const ScratchDataDir dir;
+  ::setenv("INETMGR_DATA_DIR", dir.path().c_str(), 1);
+  bundlePath() = (dir.path() / "cabundle.cer").wstring();
   im::setLogSink(&discard, nullptr, im::LogLevel::Trace);
   return 0;
 }

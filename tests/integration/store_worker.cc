@@ -40,17 +40,10 @@ int main(int argc, char** argv) {
     std::set<std::wstring> versions;
     const int count = std::atoi(argv[2]);
     for (int i = 0; i < count; ++i) {
-      im::IImSiteList* list = createSiteListObject(false);
-      std::wstring problem;
-      if (list == im::getNullSiteList()) {
-        problem = L"no list";
-      } else {
-        std::wstring version;
-        list->getGlobalSiteListVersion(version);
-        problem = inetmgr_test::checkSnapshot(*list, version);
-        versions.insert(version);
-      }
-      list->destroy();
+      std::wstring version;
+      const std::wstring problem =
+          inetmgr_test::checkSnapshot(*im::createSiteListSmartObject(false), version);
+      versions.insert(version);
       if (!problem.empty()) {
         std::printf("torn %ls\n", problem.c_str());
         return 1;

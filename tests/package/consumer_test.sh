@@ -23,13 +23,31 @@ libdir=$(pkg-config --variable=libdir inetmgr)
 # shellcheck disable=SC2046
 g++ -o "$scratch/consumer-pc" "$source/consumer.cc" $(pkg-config --cflags --libs inetmgr)
 LD_LIBRARY_PATH=$libdir:$LD_LIBRARY_PATH "$scratch/consumer-pc"
+# The package leaves the language standard to the consumer, and the headers
+# say when it is too old.
+[[ $(pkg-config --cflags inetmgr) != *-std=* ]] || { echo "inetmgr.pc forces a language standard"; exit 1; }
+# shellcheck disable=SC2046
+g++ -std=c++20 -fsyntax-only "$source/consumer.cc" $(pkg-config --cflags inetmgr)
+# shellcheck disable=SC2046
+if g++ -std=c++14 -fsyntax-only "$source/consumer.cc" $(pkg-config --cflags inetmgr) 2>"$scratch/old.err" ||
+  ! grep -q "need C++17 or later" "$scratch/old.err"; then
+  echo "a C++14 build is not told that the headers need C++17"; exit 1
+fi
+
+echo "--- the installed tool finds the library by itself"
+out=$(env -u LD_LIBRARY_PATH "$prefix/bin/inetmgr" about) || { echo "installed inetmgr about exited $?"; exit 1; }
+grep -q "^inetmgr 1\." <<<"$out" || { echo "unexpected output: $out"; exit 1; }
+# (Captured first: grep -q closing the pipe early would fail ldd under pipefail.)
+libraries=$(env -u LD_LIBRARY_PATH ldd "$prefix/bin/inetmgr")
+grep -q "libinetmgr.so.1 => $prefix/" <<<"$libraries" ||
+  { echo "the installed tool does not load the installed library"; exit 1; }
 
 echo "--- exported symbols"
 lib=$(ls "$prefix"/lib*/libinetmgr.so.1 | head -n 1)
 exported=$(nm -D --defined-only -C "$lib" | awk '{ $1=""; $2=""; print }')
-echo "$exported" | grep -q 'corvane_com::zel::inetmgr::getErrorText' || { echo "getErrorText is not exported"; exit 1; }
+grep -q 'corvane_com::zel::inetmgr::getErrorText' <<<"$exported" || { echo "getErrorText is not exported"; exit 1; }
 for symbol in createSiteListObject triggerShutdownInetMgr testResetSiteList; do
-  nm -D --defined-only "$lib" | awk '{print $3}' | grep -qx "$symbol" || { echo "$symbol is not exported undecorated"; exit 1; }
+  grep -qx "$symbol" <<<"$(nm -D --defined-only "$lib" | awk '{print $3}')" || { echo "$symbol is not exported undecorated"; exit 1; }
 done
 if echo "$exported" | grep -E 'corvane_com::zel::platform::|inetmgr_internal'; then
   echo "internal symbols leak out of the library"; exit 1

@@ -2,7 +2,6 @@
 #ifndef INETMGR_TESTS_LOG_CAPTURE_H
 #define INETMGR_TESTS_LOG_CAPTURE_H
 
-#include <algorithm>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -11,18 +10,20 @@
 
 namespace inetmgr_test {
 
+using corvane_com::zel::inetmgr::LogLevel;
+
 struct LogRecord {
-  corvane_com::zel::inetmgr::LogLevel level;
+  LogLevel level;
   std::wstring tag;
   std::wstring text;
 };
 
 class LogCapture {
  public:
-  explicit LogCapture(corvane_com::zel::inetmgr::LogLevel threshold = corvane_com::zel::inetmgr::LogLevel::Detail) {
+  explicit LogCapture(LogLevel threshold = LogLevel::Detail) {
     corvane_com::zel::inetmgr::setLogSink(&LogCapture::sink, this, threshold);
   }
-  ~LogCapture() { corvane_com::zel::inetmgr::setLogSink(nullptr, nullptr, corvane_com::zel::inetmgr::LogLevel::Error); }
+  ~LogCapture() { corvane_com::zel::inetmgr::setLogSink(nullptr, nullptr, LogLevel::Error); }
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
@@ -30,26 +31,16 @@ class LogCapture {
     std::lock_guard<std::mutex> guard(mutex_);
     return records_;
   }
-  // Number of records whose text is exactly `text` (and whose level is `level`).
-  int count(const std::wstring& text) const {
-    std::lock_guard<std::mutex> guard(mutex_);
-    return static_cast<int>(std::count_if(records_.begin(), records_.end(),
-                                          [&](const LogRecord& r) { return r.text == text; }));
+  // Number of records whose text is exactly `text` (and whose level is `*level` when given).
+  int count(const std::wstring& text, const LogLevel* level = nullptr) const {
+    int n = 0;
+    for (const LogRecord& r : records()) n += r.text == text && (level == nullptr || r.level == *level);
+    return n;
   }
-  int count(corvane_com::zel::inetmgr::LogLevel level, const std::wstring& text) const {
-    std::lock_guard<std::mutex> guard(mutex_);
-    return static_cast<int>(std::count_if(records_.begin(), records_.end(), [&](const LogRecord& r) {
-      return r.level == level && r.text == text;
-    }));
-  }
-  void clear() {
-    std::lock_guard<std::mutex> guard(mutex_);
-    records_.clear();
-  }
+  int count(LogLevel level, const std::wstring& text) const { return count(text, &level); }
 
  private:
-  static void sink(corvane_com::zel::inetmgr::LogLevel level, const wchar_t* tag, const wchar_t* text,
-                   void* context) {
+  static void sink(LogLevel level, const wchar_t* tag, const wchar_t* text, void* context) {
     auto* self = static_cast<LogCapture*>(context);
     std::lock_guard<std::mutex> guard(self->mutex_);
     self->records_.push_back({level, tag, text});

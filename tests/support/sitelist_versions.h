@@ -3,6 +3,7 @@
 #ifndef INETMGR_TESTS_SITELIST_VERSIONS_H
 #define INETMGR_TESTS_SITELIST_VERSIONS_H
 
+#include <cwchar>
 #include <string>
 
 #include "inetmgr/site_list.h"
@@ -22,26 +23,22 @@ inline std::string siteListOfVersion(int version) {
   return xml + "</SiteList></SiteLists>";
 }
 
-// Empty when `list` is the complete site list of `version`, else what is wrong.
-inline std::wstring checkSnapshot(corvane_com::zel::inetmgr::IImSiteList& list, const std::wstring& version) {
+// Empty when `list` is the complete site list of the version it names (given
+// back in `version`), else what is wrong; the null list names no version.
+inline std::wstring checkSnapshot(corvane_com::zel::inetmgr::IImSiteList& list, std::wstring& version) {
   namespace im = corvane_com::zel::inetmgr;
-  int number = 0;
-  try {
-    number = std::stoi(version);
-  } catch (...) {
-    return L"bad version '" + version + L"'";
-  }
-  if (list.getSiteCount() != static_cast<std::size_t>(siteCountOf(number))) {
-    return L"version " + version + L" with " + std::to_wstring(list.getSiteCount()) + L" sites";
+  list.getGlobalSiteListVersion(version);
+  const int number = std::wcstol(version.c_str(), nullptr, 10);
+  if (version.empty() || list.getSiteCount() != static_cast<std::size_t>(siteCountOf(number))) {
+    return L"version '" + version + L"' with " + std::to_wstring(list.getSiteCount()) + L" sites";
   }
   list.reset();
-  im::IImSite* site = nullptr;
   int index = 0;
   std::wstring problem;
-  while (list.getNextSite(site) == im::rcSuccess) {
+  for (im::IImSite* site = nullptr; list.getNextSite(site) == im::rcSuccess; site->release()) {
     const std::wstring expected = L"v" + version + L"-s" + std::to_wstring(index++);
-    if (problem.empty() && site->getSiteName() != expected) problem = site->getSiteName() + L" in version " + version;
-    site->release();
+    if (problem.empty() && site->getSiteName() != expected)
+      problem = site->getSiteName() + L" in version " + version;
   }
   return problem;
 }

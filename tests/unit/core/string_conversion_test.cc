@@ -11,64 +11,47 @@
 
 namespace {
 
-using namespace corvane_com::zel::inetmgr;
+using namespace corvane_com::zel::inetmgr;  // NOLINT(google-build-using-namespace)
 
 // Switches the process locale for one test and puts the previous one back.
 class ScopedLocale {
  public:
-  explicit ScopedLocale(const char* name) : previous_(std::setlocale(LC_ALL, nullptr)) {
-    active_ = std::setlocale(LC_ALL, name) != nullptr;
-  }
+  explicit ScopedLocale(const char* name) { EXPECT_NE(std::setlocale(LC_ALL, name), nullptr) << name; }
   ~ScopedLocale() { std::setlocale(LC_ALL, previous_.c_str()); }
-  ScopedLocale(const ScopedLocale&) = delete;
-  ScopedLocale& operator=(const ScopedLocale&) = delete;
-  bool active() const { return active_; }
 
  private:
-  std::string previous_;
-  bool active_ = false;
+  std::string previous_ = std::setlocale(LC_ALL, nullptr);
 };
 
 TEST(StringConversion, TextsPastTheStartBufferGrowTheThreadBufferAndConvertWhole) {
   ScopedLocale locale("C.UTF-8");
-  ASSERT_TRUE(locale.active());
   // Four UTF-8 bytes per character: the tightest fit the buffer estimate allows.
   const std::wstring wide(5001, L'\U0001F600');
-
-  std::size_t sizeBefore = 1, sizeAfterShort = 0, sizeAfterLong = 0, sizeAtEnd = 0;
-  std::string narrow;
+  std::size_t grownTo = 0;
+  std::string narrow, shortAfter;
   std::wstring wideAgain;
-  // A fresh thread, so its buffer starts from nothing.
+  // A fresh thread, so its buffer starts at its first size.
   std::thread([&] {
-    sizeBefore = conversionBufferSize();
-    EXPECT_EQ("ab", convertString<char>(L"ab"));
-    sizeAfterShort = conversionBufferSize();
     narrow = convertString<char>(wide);
-    sizeAfterLong = conversionBufferSize();
+    grownTo = conversionBufferSize();
     wideAgain = convertString<wchar_t>(narrow);
-    EXPECT_EQ("ab", convertString<char>(L"ab"));
-    sizeAtEnd = conversionBufferSize();
+    shortAfter = convertString<char>(L"ab");
   }).join();
-
-  EXPECT_EQ(0u, sizeBefore);
-  EXPECT_EQ(5000u, sizeAfterShort);
-  EXPECT_GE(sizeAfterLong, 4u * 5002u);
+  EXPECT_GE(grownTo, 4u * 5002u) << "a buffer too small would have been written past";
   EXPECT_EQ(4u * 5001u, narrow.size());
   EXPECT_TRUE(wide == wideAgain) << "compared as a boolean: a mismatch would print 5001 characters";
-  EXPECT_GE(sizeAtEnd, sizeAfterLong) << "the buffer must never shrink";
+  EXPECT_EQ("ab", shortAfter);
 }
 
 TEST(StringConversion, TextTheLocaleCannotCarryConvertsToNothingRatherThanToAPart) {
   {
     ScopedLocale locale("C.UTF-8");
-    ASSERT_TRUE(locale.active());
     const wchar_t loneSurrogate[] = {L'a', L'b', static_cast<wchar_t>(0xD800), L'c', 0};
     EXPECT_EQ("", convertString<char>(loneSurrogate));
     EXPECT_EQ(L"", convertString<wchar_t>("ab\377c"));
     EXPECT_EQ("caf\xc3\xa9", convertString<char>(L"caf\u00e9"));
   }
   ScopedLocale locale("C");
-  ASSERT_TRUE(locale.active());
   EXPECT_EQ("", convertString<char>(std::wstring(L"caf\u00e9")));
   EXPECT_EQ(L"", convertString<wchar_t>(std::string("caf\xc3\xa9")));
   EXPECT_EQ("cafe", convertString<char>(L"cafe"));
@@ -83,7 +66,6 @@ TEST(StringConversion, SameWidthCopiesAreCutToTheCountAndAlwaysTerminated) {
   wchar_t wide[8] = L"zzzzzzz";
   EXPECT_EQ(1u, convertFunc(wide, L"abc", 2));
   EXPECT_STREQ(L"a", wide);
-  EXPECT_EQ(8u, getBufSize(L"abc")) << "two bytes per wide character, doubled by the caller";
 }
 
 TEST(StringConversionDeathTest, ANullArgumentStopsTheProcessNamingTheExpression) {

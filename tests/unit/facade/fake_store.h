@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "facade/site_list_impl.h"
-#include "support/site_from_xml.h"
+#include "support/parsed_xml.h"
 
 namespace inetmgr_test {
 
@@ -89,9 +89,7 @@ struct DestroyList {
 };
 using ListPtr = std::unique_ptr<im::ImSiteListImpl, DestroyList>;
 
-inline ListPtr makeList(FakeStore& store) {
-  return ListPtr(new im::ImSiteListImpl(&store));
-}
+inline ListPtr makeList(FakeStore& store) { return ListPtr(new im::ImSiteListImpl(&store)); }
 
 // Names of the sites getNextSite yields from here on; each reference is given back.
 inline std::vector<std::wstring> walk(im::IImSiteList& list) {

@@ -1,38 +1,30 @@
 // The null site and null site list: one object each, whose answers let a
 // caller's loop end and its comparisons fail without a null test.
-#include <climits>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "inetmgr/site_list.h"
-#include "support/data_dir.h"
-#include "support/site_from_xml.h"
+#include "support/parsed_xml.h"
+#include "support/temp_dir.h"
 
 namespace im = corvane_com::zel::inetmgr;
 
-TEST(NullObjects, AreSingleObjectsWhoseWalkEndsAtOnceWithTheNullSiteAndWhoseSiteEqualsOnlyItself) {
+TEST(NullObjects, SurviveBeingGivenBackEndAWalkAtOnceWithTheNullSiteWhichEqualsOnlyItself) {
   im::IImSite* site = im::getNullSite();
   im::IImSiteList* list = im::getNullSiteList();
-  ASSERT_TRUE(site == im::getNullSite() && list == im::getNullSiteList());
   EXPECT_EQ(site->release() + site->release(), 0);
   list->destroy();
   list->destroy();
   im::IImSite* walked = nullptr;
   im::IImSite* indexed = nullptr;
   int index = 0;
-  std::wstring version = L"old";
-  for (const im::ResultCode code :
-       {list->getNextSite(walked), list->getNextSiteByIndex(index, indexed), list->reset(),
-        list->getGlobalSiteListVersion(version), site->downloadFile(L"f", L"/s", L"/d", false, nullptr),
-        site->uploadFile(L"f", L"/r", L"f", L"/l", nullptr), site->connect(nullptr)}) {
-    EXPECT_EQ(code, im::rcNotImplemented);
-  }
+  EXPECT_EQ(list->getNextSite(walked), im::rcNotImplemented);
+  EXPECT_EQ(list->getNextSiteByIndex(index, indexed), im::rcNotImplemented);
   EXPECT_TRUE(walked == site && indexed == site);
-  EXPECT_EQ(version + site->getSiteName(), L"");
-  EXPECT_EQ(list->getSiteCount(), 0u);
-  EXPECT_EQ(site->getSortOrder(), INT_MAX) << "sorts after every real site";
-  EXPECT_EQ(site->ping(5), 65535) << "unmeasurable";
+  std::wstring version = L"old";
+  list->getGlobalSiteListVersion(version);
+  EXPECT_TRUE(version.empty() && list->getSiteCount() == 0) << "an empty list";
 
   inetmgr_test::ScopedDataDir data;
   const auto real = inetmgr_test::siteFrom(R"(<HttpSite Type="master" Name="r"/>)");

@@ -16,8 +16,8 @@
 
 #include "platform/interprocess_lock.h"
 #include "platform/utf8.h"
-#include "support/data_dir.h"
 #include "support/log_capture.h"
+#include "support/temp_dir.h"
 
 namespace pf = corvane_com::zel::platform;
 using pf::InterProcessReadLock;
@@ -27,39 +27,20 @@ namespace {
 
 constexpr unsigned long kLiveness = 10000;
 
-// A forked process that holds the write lock "Shared" until it is killed.
-class WritingChild {
- public:
-  WritingChild() {
-    int ready[2];
-    if (::pipe2(ready, O_CLOEXEC) != 0) return;
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives a crashed test
-      InterProcessWriteLock writer(L"Shared");
-      const char held = writer.lock(0) ? '1' : '0';
-      if (::write(ready[1], &held, 1) == 1) ::pause();
-      ::_exit(0);
-    }
-    ::close(ready[1]);
-    char held = '0';
-    holds_ = ::read(ready[0], &held, 1) == 1 && held == '1';
-    ::close(ready[0]);
+// A child process that runs `child` and then waits to be killed; the pipe's
+// far end closes when the child has executed another program or ends.
+template <typename F>
+pid_t forkChild(int (&pipe)[2], F&& child) {
+  if (::pipe2(pipe, O_CLOEXEC) != 0) return -1;
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives a crashed test
+    child();
+    ::_exit(127);
   }
-  ~WritingChild() {
-    kill();
-    if (pid_ > 0) ::waitpid(pid_, nullptr, 0);
-  }
-  bool holds() const { return holds_; }
-  // Guarded: kill(-1) would signal every process we may signal.
-  void kill() {
-    if (pid_ > 0) ::kill(pid_, SIGKILL);
-  }
-
- private:
-  pid_t pid_ = -1;
-  bool holds_ = false;
-};
+  ::close(pipe[1]);
+  return pid;
+}
 
 }  // namespace
 
@@ -81,8 +62,7 @@ TEST(InterProcessLock, ReadersShareAndAWriterInAnotherThreadExcludesEveryone) {
     done.get_future().wait();
   });
   taken.get_future().wait();
-  EXPECT_FALSE(first.lock(0));
-  EXPECT_FALSE(writer.lock(0));
+  EXPECT_FALSE(first.lock(0) || writer.lock(0));
   EXPECT_TRUE(InterProcessWriteLock(L"Other").lock(0)) << "names are independent";
   auto waiter = std::async(std::launch::async, [&] { return first.lock(pf::kInterProcessLockWaitForever); });
   done.set_value();
@@ -93,16 +73,23 @@ TEST(InterProcessLock, ReadersShareAndAWriterInAnotherThreadExcludesEveryone) {
 
 TEST(InterProcessLock, AWriterInAChildProcessBlocksTheParentUntilKilledEvenBeforeItIsReaped) {
   inetmgr_test::ScopedDataDir data;
-  WritingChild child;
-  ASSERT_TRUE(child.holds());
+  int ready[2];
+  const pid_t child = forkChild(ready, [&] {
+    InterProcessWriteLock writer(L"Shared");
+    if (writer.lock(0) && ::write(ready[1], "1", 1) == 1) ::pause();
+  });
+  ASSERT_GT(child, 0);
+  char held = '0';
+  EXPECT_EQ(::read(ready[0], &held, 1), 1);
+  ::close(ready[0]);
   InterProcessReadLock reader(L"Shared");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(reader.lock(200));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
-  EXPECT_FALSE(reader.isLocked());
-  EXPECT_FALSE(InterProcessWriteLock(L"Shared").lock(0));
-  child.kill();
+  EXPECT_FALSE(reader.isLocked() || InterProcessWriteLock(L"Shared").lock(0));
+  ::kill(child, SIGKILL);
   EXPECT_TRUE(reader.lock(kLiveness));
+  ::waitpid(child, nullptr, 0);
 }
 
 TEST(InterProcessLock, AnExecutedChildDoesNotInheritAHeldLock) {
@@ -111,14 +98,9 @@ TEST(InterProcessLock, AnExecutedChildDoesNotInheritAHeldLock) {
   InterProcessWriteLock parent(L"Shared");
   ASSERT_TRUE(parent.lock(0));
   int execed[2];
-  ASSERT_EQ(::pipe2(execed, O_CLOEXEC), 0);
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    ::execl("/bin/sleep", "sleep", "30", static_cast<char*>(nullptr));
-    ::_exit(127);
-  }
-  ::close(execed[1]);
+  const pid_t child =
+      forkChild(execed, [] { ::execl("/bin/sleep", "sleep", "30", static_cast<char*>(nullptr)); });
+  ASSERT_GT(child, 0);
   char ignored;
   EXPECT_EQ(::read(execed[0], &ignored, 1), 0) << "end of file once the child has executed";
   ::close(execed[0]);
@@ -128,7 +110,7 @@ TEST(InterProcessLock, AnExecutedChildDoesNotInheritAHeldLock) {
   ::waitpid(child, nullptr, 0);
 }
 
-TEST(InterProcessLock, LivesInAFileUnderTheDataDirectoryAndIsReleasedWithItsObject) {
+TEST(InterProcessLock, LivesInAReadableFileUnderTheDataDirectoryAndFailsWithAnErrorLineWhereItCannot) {
   inetmgr_test::ScopedDataDir data;
   const mode_t oldMask = ::umask(022);
   {
@@ -137,33 +119,27 @@ TEST(InterProcessLock, LivesInAFileUnderTheDataDirectoryAndIsReleasedWithItsObje
     EXPECT_TRUE(writer.lock(0)) << "locking a held lock is a no-op";
   }
   ::umask(oldMask);
-  const std::string path = data.dir().file("etc/locks/SiteListLock.lock");
-  EXPECT_EQ(pf::toUtf8(InterProcessWriteLock::lockFilePath(L"SiteListLock")), path);
-  struct stat file {};
-  struct stat directory {};
-  ASSERT_EQ(::stat(path.c_str(), &file), 0);
-  ASSERT_EQ(::stat(data.dir().file("etc/locks").c_str(), &directory), 0);
-  EXPECT_EQ(file.st_mode & 07777, 0644u);
+  const std::string path = data.file("etc/locks/SiteListLock.lock");
+  struct stat file {}, directory {};
+  ASSERT_EQ(::stat(path.c_str(), &file) + ::stat(data.file("etc/locks").c_str(), &directory), 0);
+  EXPECT_EQ(file.st_mode & 07777, 0644u) << "other agent components open it to read";
   EXPECT_EQ(directory.st_mode & 07777, 0755u);
-  InterProcessWriteLock again(L"SiteListLock");
-  EXPECT_TRUE(again.lock(0)) << "the destructor released the first holder";
-  again.unlock();
-  EXPECT_FALSE(again.isLocked());
-}
+  EXPECT_TRUE(InterProcessWriteLock(L"SiteListLock").lock(0)) << "the destructor released the first holder";
 
-TEST(InterProcessLock, AnUnopenableLockFileOrABadNameFailsWithAnErrorLine) {
-  inetmgr_test::ScopedDataDir data;
-  const std::string plainFile = data.dir().file("plain");
-  ::close(::open(plainFile.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
-  ::setenv("INETMGR_DATA_DIR", plainFile.c_str(), 1);
+  ::setenv("INETMGR_DATA_DIR", path.c_str(), 1);  // a plain file where a directory should be
   inetmgr_test::LogCapture log;
-  EXPECT_FALSE(InterProcessReadLock(L"SiteListLock").lock(pf::kInterProcessLockWaitForever));
-  ::setenv("INETMGR_DATA_DIR", data.dir().path().c_str(), 1);
+  InterProcessReadLock misplaced(L"SiteListLock");
+  EXPECT_FALSE(misplaced.lock(pf::kInterProcessLockWaitForever));
+  EXPECT_EQ(misplaced.lastError(), ENOTDIR) << "a failure is told from a time-out";
+  ::setenv("INETMGR_DATA_DIR", data.path().c_str(), 1);
+  InterProcessWriteLock holder(L"SiteListLock"), waiter(L"SiteListLock");
+  ASSERT_TRUE(holder.lock(0));
+  EXPECT_FALSE(waiter.lock(0));
+  EXPECT_EQ(waiter.lastError(), 0) << "a time-out";
   EXPECT_FALSE(InterProcessWriteLock(L"../escape").lock(0));
   const auto records = log.records();
   ASSERT_EQ(records.size(), 2u);
-  EXPECT_EQ(records[0].level, corvane_com::zel::inetmgr::LogLevel::Error);
-  EXPECT_EQ(records[0].tag, L"persite");
+  EXPECT_TRUE(records[0].level == inetmgr_test::LogLevel::Error && records[0].tag == L"persite");
   EXPECT_NE(records[0].text.find(pf::fromUtf8(std::strerror(ENOTDIR))), std::wstring::npos);
-  EXPECT_FALSE(std::filesystem::exists(data.dir().path().parent_path() / "escape.lock"));
+  EXPECT_FALSE(std::filesystem::exists(data.path().parent_path() / "escape.lock"));
 }

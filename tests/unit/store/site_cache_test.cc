@@ -11,15 +11,17 @@
 using inetmgr_test::StoreTest;
 namespace im = corvane_com::zel::inetmgr;
 namespace pf = corvane_com::zel::platform;
+namespace xo = corvane_com::zel::xoInet;
 
 namespace {
 
 class SiteCacheTest : public StoreTest {
  protected:
-  // Loads a list with a password and a proxy, and returns its cache's bytes.
+  // Loads a list with a password, and returns its cache's bytes.
   std::string loadAndReadCache() {
-    writeSiteList("9", "2", {{"first", 1}, {"second", 2}},
-                  "<UseAuth>1</UseAuth><UserName>u</UserName><Password>" + passwordText(L"s3cret") + "</Password>");
+    writeSiteList(
+        "9", "2", {{"first", 1}, {"second", 2}},
+        "<UseAuth>1</UseAuth><UserName>u</UserName><Password>" + passwordText(L"s3cret") + "</Password>");
     store_ = store();
     EXPECT_NE(store_, nullptr);
     pf::ByteBuffer bytes;
@@ -28,35 +30,51 @@ class SiteCacheTest : public StoreTest {
   }
   // Written without the atomic replace: thousands of variants, no need to sync.
   bool loadCache(const std::string& contents) {
-    std::ofstream(data_.dir().file("etc/sitecache.bin"), std::ios::binary | std::ios::trunc) << contents;
+    std::ofstream(data_.file("etc/sitecache.bin"), std::ios::binary | std::ios::trunc) << contents;
     return im::SiteCacheCodec::load(*store_, cachePath_);
   }
 
   im::PersistSite* store_ = nullptr;
-  std::wstring cachePath_ = data_.dir().wfile("etc/sitecache.bin");
+  std::wstring cachePath_ = data_.wfile("etc/sitecache.bin");
 };
 
 }  // namespace
 
-TEST_F(SiteCacheTest, ARestartTakesTheListFromTheCacheWithoutTheDocument) {
-  loadAndReadCache();
-  ASSERT_TRUE(pf::AFiler::deleteFile(path_));
-  // As a new process would: the one-time set-up runs again and finds the cache.
-  im::PersistSite::resetInitFlag();
-  inetmgr_test::LogCapture log(im::LogLevel::Detail);
-  im::PersistSite* s = store();
-  ASSERT_NE(s, nullptr);
-  EXPECT_EQ(log.count(L"load cache file"), 1);
-  EXPECT_EQ(siteNames(s), (std::vector<std::wstring>{L"first", L"second"}));
-  EXPECT_EQ(globalVersion(s), L"9");
-  const long cookie = s->lock();
-  s->reset();
-  im::IImSite* site = nullptr;
-  ASSERT_EQ(s->getNextSite(site), im::rcSuccess);
-  EXPECT_EQ(im::SecureString(static_cast<im::ImSiteImpl*>(site)->getPassword()).str(), L"s3cret");
-  EXPECT_EQ(site->getServerName(), L"first.corp");
-  site->release();
-  s->unlock(cookie);
+TEST_F(SiteCacheTest, ARestartTakesEverySiteWithSecretsAndProxyFromTheCacheAndACallerChangesOnlyItsCopy) {
+  ASSERT_TRUE(pf::AFile::write(
+      path_,
+      "<SiteLists GlobalVersion=\"9\" LocalVersion=\"1\"><SiteList><HttpSite Type=\"repository\" "
+      "Name=\"a\" Server=\"a.corp\" Order=\"1\" UseAuth=\"1\" UserName=\"u\" Password=\"" +
+          passwordText(L"s3cret") +
+          "\"/><HttpSite Type=\"repository\" Name=\"b\xC3\xA9\"/><ProxyConfigList><ProxyConfig "
+          "HTTPProxyServer=\"proxy.corp\" "
+          "HTTPProxyPort=\"3128\"/></ProxyConfigList></SiteList></SiteLists>"));
+  for (const bool restarted : {false, true}) {
+    if (restarted) {  // as a new process would, without the document
+      ASSERT_TRUE(pf::AFiler::deleteFile(path_));
+      im::PersistSite::resetInitFlag();
+    }
+    im::PersistSite* s = store();
+    ASSERT_NE(s, nullptr);
+    const long cookie = s->lock();
+    for (int pass = 0; pass < 2; ++pass) {
+      s->reset();
+      for (im::IImSite* site = nullptr; s->getNextSite(site) == im::rcSuccess; site->release()) {
+        xo::CProxyParams proxy;
+        EXPECT_TRUE(site->getProxy(proxy) && proxy.proxyServer == L"proxy.corp") << restarted << pass;
+        const bool a = site->getSiteName() == L"a";
+        EXPECT_EQ(site->getSortOrder(), a ? 1 : im::ImSiteImpl::s_invalidOrderValue_);
+        EXPECT_EQ(site->getServerName(), a ? L"a.corp" : L"");
+        EXPECT_EQ(im::SecureString(static_cast<im::ImSiteImpl*>(site)->getPassword()).str(),
+                  a ? L"s3cret" : L"");
+        site->setSortOrder(42);
+        site->setProxy(nullptr);
+      }
+    }
+    s->unlock(cookie);
+    EXPECT_EQ(siteNames(s), (std::vector<std::wstring>{L"a", L"b\u00E9"}));
+    EXPECT_EQ(globalVersion(s), L"9");
+  }
 }
 
 TEST_F(SiteCacheTest, EveryTruncationOfTheCacheIsRefusedAndTheListIsKept) {

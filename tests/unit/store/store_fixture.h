@@ -13,7 +13,7 @@
 #include "platform/files.h"
 #include "site/site_impl.h"
 #include "store/persist_site.h"
-#include "support/data_dir.h"
+#include "support/temp_dir.h"
 
 namespace inetmgr_test {
 
@@ -23,7 +23,7 @@ class StoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ::setenv("INETMGR_TEST_IP_ADDRESS", "10.9.8.7", 1);
-    ASSERT_TRUE(corvane_com::zel::platform::makeDirectories(data_.dir().wfile("etc")));
+    ASSERT_TRUE(corvane_com::zel::platform::makeDirectories(data_.wfile("etc")));
     im::PersistSite::setDefaultSiteList(path_.c_str());
     im::PersistSite::resetInitFlag();
   }
@@ -35,12 +35,11 @@ class StoreTest : public ::testing::Test {
                      const std::vector<std::pair<std::string, int>>& sites, const std::string& extra = "") {
     std::string xml = "<SiteLists GlobalVersion=\"" + global + "\" LocalVersion=\"" + local + "\"><SiteList>";
     for (const auto& [name, order] : sites) {
-      xml += "<HttpSite Type=\"repository\" Name=\"" + name + "\" Server=\"" + name + ".corp\" Enabled=\"1\"";
-      if (order >= 0) xml += " Order=\"" + std::to_string(order) + "\"";
-      xml += ">" + (&name == &sites.front().first ? extra : std::string()) + "</HttpSite>";
+      xml += "<HttpSite Type=\"repository\" Name=\"" + name + "\" Server=\"" + name +
+             ".corp\" Enabled=\"1\"" + (order >= 0 ? " Order=\"" + std::to_string(order) + "\">" : ">") +
+             (&name == &sites.front().first ? extra : "") + "</HttpSite>";
     }
-    xml += "</SiteList></SiteLists>";
-    ASSERT_TRUE(corvane_com::zel::platform::AFile::write(path_, xml));
+    ASSERT_TRUE(corvane_com::zel::platform::AFile::write(path_, xml + "</SiteList></SiteLists>"));
   }
 
   static std::string passwordText(const std::wstring& plain) {
@@ -60,10 +59,8 @@ class StoreTest : public ::testing::Test {
     const long cookie = store->lock();
     EXPECT_NE(cookie, 0);
     store->reset();
-    im::IImSite* site = nullptr;
-    while (store->getNextSite(site) == im::rcSuccess) {
+    for (im::IImSite* site = nullptr; store->getNextSite(site) == im::rcSuccess; site->release()) {
       names.push_back(site->getSiteName());
-      site->release();
     }
     store->unlock(cookie);
     return names;
@@ -76,7 +73,7 @@ class StoreTest : public ::testing::Test {
   }
 
   ScopedDataDir data_;
-  std::wstring path_ = data_.dir().wfile("etc/SiteList.xml");
+  std::wstring path_ = data_.wfile("etc/SiteList.xml");
 };
 
 }  // namespace inetmgr_test

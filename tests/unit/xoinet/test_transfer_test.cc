@@ -3,6 +3,7 @@
 #include "xoinet/test_transfer.h"
 
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,16 +14,12 @@
 
 namespace {
 
-using namespace corvane_com::zel::xoInet;
+using namespace corvane_com::zel::xoInet;  // NOLINT(google-build-using-namespace)
 
 struct Destroy {
   void operator()(TransferItf* itf) const { XoInetItfFactory::DestroyInterface(itf); }
 };
 using Transfer = std::unique_ptr<TransferItf, Destroy>;
-
-Transfer create(xoInetProtocol protocol = xoInetProtocolHttp) {
-  return Transfer(XoInetItfFactory::CreateInterface(protocol));
-}
 
 // The last operation as "operation|source dir|source file|target dir|target file|response".
 std::wstring record() {
@@ -31,21 +28,21 @@ std::wstring record() {
          d.targetDirectory + L"|" + d.targetFileName + L"|" + d.responsePath;
 }
 
+// Keeps every progress report as one line; asks to stop, which the test transfer must ignore.
 class RecordingSink : public CNetSessionSink {
  public:
   bool OnProgress(const unsigned int& done, const long& total, const INETSTATUS& status, const wchar_t* site,
                   const wchar_t* server, const wchar_t* file, bool* flag) override {
-    ++calls;
-    report = std::to_wstring(done) + L"|" + std::to_wstring(total) + L"|" + std::to_wstring(status) + L"|" +
-             site + L"|" + server + L"|" + file + L"|" + (flag != nullptr && *flag ? L"flag" : L"noflag");
-    return false;  // asks to stop; the test transfer must not care
+    reports += std::to_wstring(done) + L"|" + std::to_wstring(total) + L"|" + std::to_wstring(status) + L"|" +
+               site + L"|" + server + L"|" + file + L"|" +
+               (flag != nullptr && *flag ? L"flag\n" : L"noflag\n");
+    return false;
   }
-  int calls = 0;
-  std::wstring report;
+  std::wstring reports;
 };
 
 TEST(TestTransfer, RecordsEachOperationWhileLoggedOnWithItsPathsSplitAndReportsOneStep) {
-  Transfer transfer = create(xoInetProtocolFtp);
+  Transfer transfer(XoInetItfFactory::CreateInterface(xoInetProtocolFtp));
   RecordingSink sink;
   long resumePoint = 17;
   bool resume = true;
@@ -53,27 +50,51 @@ TEST(TestTransfer, RecordsEachOperationWhileLoggedOnWithItsPathsSplitAndReportsO
   EXPECT_EQ(rcNotLoggedOn,
             transfer->DownloadFile(L"/a/b/c.txt", L"/x/y.bin", &sink, &resumePoint, resume, false));
   EXPECT_EQ(rcNotLoggedOn, transfer->UploadFile(L"/a/b/c.txt", L"/up", &sink));
-  EXPECT_EQ(record(), L"5|||/marker||") << "refused transfers leave the record alone";
-  EXPECT_EQ(sink.calls, 0);
+  EXPECT_EQ(record() + sink.reports, L"5|||/marker||") << "refused transfers leave the record alone";
 
   transfer->Logon(false, 30);
   transfer->Logon(true, 30);
   EXPECT_EQ(rcNoError, transfer->DownloadFile(L"/a/b/c.txt", L"/x/y.bin", &sink, &resumePoint, resume, true));
   EXPECT_EQ(record(), L"1|/a/b|c.txt|/x|y.bin|") << "the first path fills the source fields";
-  EXPECT_EQ(sink.report, L"0|0|15|someSiteName|someServerName|/x/y.bin|flag");
   EXPECT_TRUE(resumePoint == 17 && resume) << "resume arguments are neither read nor written";
   EXPECT_EQ(rcNoError,
             transfer->DownloadFile(L"/a/b/c.txt", L"/x/y.bin", nullptr, &resumePoint, resume, true));
   EXPECT_EQ(rcNoError, transfer->UploadFileResponse(L"/out/pkg.xml", L"/spipe/pkg?x=1", L"/in/r.xml", &sink));
   EXPECT_EQ(record(), L"3|/out|pkg.xml|/spipe/pkg?x=1||/in/r.xml");
-  EXPECT_EQ(sink.report, L"0|0|15|someSiteName|someServerName|someFileName|flag");
-  EXPECT_EQ(sink.calls, 2);
-  EXPECT_EQ(rcNoError, transfer->DeleteRemoteFile(L"/repo/cur/Catalog.z"));
-  EXPECT_EQ(record(), L"4|||/repo/cur|Catalog.z|");
+  EXPECT_EQ(sink.reports,
+            L"0|0|15|someSiteName|someServerName|/x/"
+            L"y.bin|flag\n0|0|15|someSiteName|someServerName|someFileName|flag\n");
+  EXPECT_EQ(rcNoError, transfer->DeleteRemoteFile(L"/repo/cur/"));
+  EXPECT_EQ(record(), L"4|||/repo/cur|.|");
+  EXPECT_THROW(transfer->DownloadFile(L"/a b/c", L"/x/bad name", &sink, &resumePoint, resume, true),
+               std::filesystem::filesystem_error);
+  EXPECT_EQ(record(), L"4|||/repo/cur|.|") << "a target that is not portable records nothing";
 
   transfer->LogOut();  // one LogOut undoes any number of Logons
   EXPECT_EQ(rcNotLoggedOn, transfer->UploadFileResponse(L"/o/new.xml", L"/d", L"/r2.xml", nullptr));
-  EXPECT_EQ(record(), L"3|||/repo/cur|Catalog.z|/r2.xml") << "the refused attempt is still recorded";
+  EXPECT_EQ(record(), L"3|||/repo/cur|.|/r2.xml") << "the refused attempt is still recorded";
+}
+
+TEST(TestTransferScript, ScriptedAnswersComeInOrderThenTheUsualOnesAndEveryCallIsJournaled) {
+  test::ResetTransferScript();
+  Transfer transfer(XoInetItfFactory::CreateInterface(xoInetProtocolFtp));
+  test::ScriptResults(test::callLogon, {static_cast<xoInetError>(-3)});
+  test::ScriptResults(test::callUploadFile, {static_cast<xoInetError>(-60)});
+  EXPECT_EQ(-3, transfer->Logon(false, 30));
+  EXPECT_EQ(rcNotLoggedOn, transfer->UploadFile(L"/a/b", L"/up", nullptr))
+      << "a failed logon leaves it logged off";
+  EXPECT_EQ(rcNoError, transfer->Logon(true, 5));
+  EXPECT_EQ(-60, transfer->UploadFile(L"/a/b", L"/up", nullptr)) << "the refused call used up no answer";
+  EXPECT_EQ(record(), L"2|/a|b|/up||") << "a scripted call still records";
+  EXPECT_EQ(rcNoError, transfer->UploadFile(L"/a/c", L"/up", nullptr));
+  std::wstring journal;
+  for (const test::TransferCall& call : test::GetTransferCalls()) {
+    journal += std::to_wstring(call.kind) + L":" + std::to_wstring(call.result) + L":" + call.first + L":" +
+               std::to_wstring(call.number) + (call.flag ? L"+ " : L" ");
+  }
+  EXPECT_EQ(journal, L"1:-3::30 5:18:/a/b:0 1:0::5+ 5:-60:/a/b:0 5:0:/a/c:0 ");
+  test::ResetTransferScript();
+  EXPECT_TRUE(test::GetTransferCalls().empty());
 }
 
 TEST(XoInetItfFactoryDeathTest, DestroyingMoreThanWereCreatedStopsTheProcess) {
@@ -87,20 +108,15 @@ TEST(XoInetItfFactoryDeathTest, DestroyingMoreThanWereCreatedStopsTheProcess) {
       "g_xoInetTransferCount >= 0");
 }
 
-TEST(TransferItf, SetOptionKeepsTheLatestLongTextAndBooleanAndRefusesIntegersAndProxies) {
-  Transfer transfer = create();
+// That each accepted SetOption keeps the latest value of its kind is what the
+// transfer builder's tests read back.
+TEST(TransferItf, SetOptionRefusesPlainIntegersAndProxies) {
+  Transfer transfer(XoInetItfFactory::CreateInterface(xoInetProtocolHttp));
   const CProxyParams proxy;
-  for (const xoInetError code : {transfer->SetOption(optPort, 21L), transfer->SetOption(optSslPort, 443L),
-                                 transfer->SetOption(optHostName, std::wstring(L"repo.example")),
-                                 transfer->SetOption(optUseSsl, true), transfer->PostLogOutOperations()}) {
-    EXPECT_EQ(rcNoError, code);
-  }
+  EXPECT_EQ(rcNoError, transfer->SetOption(optPort, 21L));
   EXPECT_EQ(rcNotSupported, transfer->SetOption(optPort, 80));
   EXPECT_EQ(rcNotSupported, transfer->SetOption(optProxy, &proxy));
-  EXPECT_EQ(443L, g_lastLongOption) << "the identifier is ignored, the latest value wins";
-  EXPECT_TRUE(g_lastStrOption == L"repo.example" && g_lastBoolOption);
-  EXPECT_EQ(rcNoError, transfer->SetOption(optUseLogonUserAccount, false));
-  EXPECT_FALSE(g_lastBoolOption);
+  EXPECT_EQ(21L, g_lastLongOption);
 }
 
 TEST(TestSupport, Clp2WrapsAtBothEndsAndRandomPairsAreTheHalvesOfTheNumberDrawn) {

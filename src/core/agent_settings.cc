@@ -1,5 +1,5 @@
 // Where the agent keeps its site list, and the platform's fixed answers.
-#include "store/agent_settings.h"
+#include "core/agent_settings.h"
 
 #include "inetmgr/sitelist_schema.h"
 #include "platform/config.h"

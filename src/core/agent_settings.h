@@ -1,6 +1,6 @@
 // Library-internal side of the agent settings.
-#ifndef INETMGR_STORE_AGENT_SETTINGS_H
-#define INETMGR_STORE_AGENT_SETTINGS_H
+#ifndef INETMGR_CORE_AGENT_SETTINGS_H
+#define INETMGR_CORE_AGENT_SETTINGS_H
 
 #include <string>
 
@@ -13,4 +13,4 @@ std::wstring getExpectedSitelistLocation();
 
 }  // namespace corvane_com::zel::inetmgr
 
-#endif  // INETMGR_STORE_AGENT_SETTINGS_H
+#endif  // INETMGR_CORE_AGENT_SETTINGS_H

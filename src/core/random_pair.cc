@@ -1,5 +1,6 @@
-// Small helpers that the test transfer layer offers to tests: random number
-// pairs, the system time and rounding up to a power of two.
+// Random number pairs, the system time in seconds and rounding up to a power of
+// two: declared with the transfer layer, used by it and by the ICMP prober, so
+// they live in the lowest layer both share.
 #include <cstdlib>
 #include <ctime>
 
