@@ -21,10 +21,40 @@ enum xoInetProtocol : std::int32_t {
 };
 
 // Result of every transfer operation. Codes without a name here are carried as
-// plain numbers.
+// plain numbers. The network transfers (useNetworkTransfers) answer with the
+// named codes below; what each means to the site operations above them:
+//   rcAborted (7)          a progress sink asked to stop: the operation ends
+//                          with the abort status;
+//   rcTransient (12)       the server failed for now (HTTP 5xx other than 506,
+//                          a stalled transfer, a connection lost midway): the
+//                          upload helper tries the next management server;
+//   rcNotFound (-5)        no such remote file (HTTP 404/410, FTP 550, no such
+//                          file on a share or path): a resumed download is
+//                          retried whole once, then the site reports not found;
+//   rcServerRefused (-95)  the management server answered HTTP 506: the agent
+//                          must make a new identity;
+//   rcKeysOutdated (-96)   the management server answered HTTP 426: the agent
+//                          must update its keys;
+//   rcCannotConnect (-2)   no connection: name lookup, refused, timed out;
+//   rcLogonRefused (-3)    the server refused the credentials (HTTP 401/403,
+//                          FTP 530, SMB logon failure);
+//   rcCertificate (-4)     TLS verification failed: the server's certificate is
+//                          not signed by the site list's CA bundle;
+//   rcLocalFile (-6)       a local file could not be read, written or renamed;
+//   rcProtocol (-7)        any other failure the server or the protocol gave.
 enum xoInetError : std::int32_t {
+  rcKeysOutdated = -96,
+  rcServerRefused = -95,
+  rcProtocol = -7,
+  rcLocalFile = -6,
+  rcNotFound = -5,
+  rcCertificate = -4,
+  rcLogonRefused = -3,
+  rcCannotConnect = -2,
   rcNotSupported = -1,
   rcNoError = 0,
+  rcAborted = 7,
+  rcTransient = 12,
   rcNotLoggedOn = 18,
 };
 
@@ -206,13 +236,40 @@ class INETMGR_API XoInetItfFactory {
  public:
   // A new transfer object for `protocol` (every value is accepted). The caller
   // owns it and must give it back through DestroyInterface, never delete it.
-  // This build hands out the recording test transfer. Not thread-safe: the
-  // instance count is a plain integer.
+  // Unless useNetworkTransfers() was called, it hands out the recording test
+  // transfer. Not thread-safe: the instance count is a plain integer.
   static TransferItf* CreateInterface(xoInetProtocol protocol);
   // Destroys `pItf`, which must come from CreateInterface; returns rcNoError.
   // A null pointer, or more destroys than creates, stops the process.
   static xoInetError DestroyInterface(TransferItf* pItf);
 };
+
+// From this call on, for the rest of the process, XoInetItfFactory hands out
+// transfer objects that move real data: HTTP and HTTPS (also for spipe and
+// super-agent sites) and FTP and FTPS through libcurl, UNC shares through
+// libsmbclient (when the library was built with it), local paths through the
+// file system. Objects handed out before keep their kind. The environment
+// variable INETMGR_TRANSFER=network has the same effect for hosts that cannot
+// call this. Thread-safe.
+//
+// A network transfer keeps its own copy of every option it is given (the
+// SetOption answers and the last-option globals stay as described above, but
+// for the integer and proxy overloads, which it accepts: rcNoError), keeps the
+// password encrypted, verifies TLS peers against the CA bundle path it was
+// given (never against nothing), writes a download to a temporary file beside
+// the destination and renames it into place only when complete, and reports
+// progress (status statusProgress) at most every 250 ms and at the end.
+INETMGR_API void useNetworkTransfers();
+// Whether useNetworkTransfers() (or INETMGR_TRANSFER=network) is in effect.
+// Thread-safe.
+INETMGR_API bool usingNetworkTransfers();
+
+// Time limits of the network transfers created from now on, in seconds:
+// establishing a connection (name lookup included), and a transfer that
+// receives or sends no byte (it then fails with rcTransient). 0 keeps a
+// limit as it is. The defaults are 30 and 60; INETMGR_CONNECT_TIMEOUT and
+// INETMGR_STALL_TIMEOUT set them for the process. Thread-safe.
+INETMGR_API void setNetworkTimeouts(unsigned int connectSeconds, unsigned int stallSeconds);
 
 // What the test transfer was last asked to do, for tests of the code above it.
 struct INETMGR_API LastOperationData {

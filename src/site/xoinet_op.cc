@@ -19,6 +19,7 @@
 #include "platform/assert.h"
 #include "platform/log.h"
 #include "site/site_impl.h"
+#include "xoinet/transfer_backends.h"
 
 namespace corvane_com::zel::inetmgr::siteimpl {
 namespace {
@@ -322,8 +323,10 @@ XoInetCodeSet XoInetOpUpload::successListFor(xoInetError value, bool expectsResp
 }
 
 bool XoInetOpUpload::opDetails(XoInetCallback& callback, xoInetError& result) {
-  // Deliberately UploadFile, also when a response target is given: the target
-  // is only named in the log here.
+  // Deliberately UploadFile, also when a response target is given: a network
+  // transfer is told the target beforehand, the test transfer records a plain
+  // upload.
+  if (!responsePath_.empty()) xoInet::setUploadResponseFile(*spTransfer_, responsePath_);
   result = spTransfer_->UploadFile(localPath_, remotePath_, &callback);
   const bool failed =
       isXoInetError(result, false, successListFor(result, !responsePath_.empty()), includeAbort, true) != 0;
