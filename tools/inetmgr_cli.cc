@@ -17,16 +17,27 @@ namespace {
 const char kTransferNotes[] =
     "Ctrl-C stops the transfer at its next progress report (exit status 5, or 242\n"
     "when it came before the transfer began); a second Ctrl-C quits at once. On a\n"
-    "terminal a progress line shows while the transfer runs. This build's test\n"
-    "transfer moves no data: what it was asked to do is printed instead, and\n"
+    "terminal a progress line shows the bytes moved while the transfer runs.\n"
+    "Files move over the network (HTTP, HTTPS, FTP, FTPS, SMB shares, local paths);\n"
+    "with --dry-run the library's recording transfer stands in, moves nothing and\n"
+    "what it was asked to do is printed instead, and\n"
     "INETMGR_TEST_TRANSFER_SCRIPT=\"UploadFile=-2,0 Logon=0\" sets the answers its\n"
-    "next calls of each kind give.\n";
+    "next calls of each kind give. INETMGR_CONNECT_TIMEOUT and INETMGR_STALL_TIMEOUT\n"
+    "(seconds, default 30 and 60) bound a connection and a transfer that stalls.\n";
+
+const Option kDryRun = {"--dry-run", "", "move nothing: print what the transfer was asked to do"};
 
 // The connection's commands: one site, no failover.
 const std::string kConnectionText = std::string(
-    "Chooses one site: by name, or the first enabled site of the type asked for\n"
-    "(without a choice, the first enabled site of any kind). The chosen site's\n"
-    "result is the result: there is no failover.\n") + kTransferNotes;
+    "Chooses one site: by name, or the first enabled site of the type asked for.\n"
+    "The chosen site's result is the result: there is no failover.\n") + kTransferNotes;
+
+const std::string kDownloadText = std::string(
+    "With a choice of site (--site, --master, --spipe, --fallback) the chosen site's\n"
+    "result is the result. Without one, the enabled sites are tried nearest first,\n"
+    "in the order the library ranked them for the list's policy, until one serves\n"
+    "the file; each site that fails is named with its reason on stderr, and the\n"
+    "one that served the file is named on stdout.\n") + kTransferNotes;
 
 }  // namespace
 
@@ -99,9 +110,11 @@ const std::vector<Command>& toolCommands() {
         {"--spipe", "", "the first enabled spipe site"},
         {"--fallback", "", "the enabled fallback site"},
         {"--resume", "", "continue a partial file (its last kilobyte is fetched again)"},
-        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
-       kConnectionText,
-       "inetmgr download --file catalog.z --from /Software --to /tmp/dl --site RepoEast",
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"},
+        kDryRun},
+       kDownloadText,
+       "inetmgr download --file catalog.z --from /Software --to /tmp/dl\n"
+       "inetmgr download --file catalog.z --from /Software --to /tmp/dl --site RepoEast --dry-run",
        &runDownload},
       {"upload",
        "one local file to a site of the site list, under its own name",
@@ -111,7 +124,8 @@ const std::vector<Command>& toolCommands() {
         {"--master", "", "the first enabled master site"},
         {"--spipe", "", "the first enabled spipe site"},
         {"--fallback", "", "the enabled fallback site"},
-        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"},
+        kDryRun},
        kConnectionText,
        "inetmgr upload --file /tmp/report.xml --to /Incoming --master",
        &runUpload},
@@ -120,7 +134,8 @@ const std::vector<Command>& toolCommands() {
        {{"--file", "PATH", "the local package file"},
         {"--guid", "GUID", "the agent's GUID, sent with the package"},
         {"--response", "PATH", "where the server's answer is kept"},
-        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"}},
+        {"--sitelist", "PATH", "use the site list at PATH instead of the agent's"},
+        kDryRun},
        std::string("Posts the package to the spipe sites in site order, as the agent does, until\n"
                    "one answers: a site that fails gives way to the next; the server's answers\n"
                    "-95 (a new agent GUID is needed) and -96 (the agent's keys need updating)\n"

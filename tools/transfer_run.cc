@@ -61,14 +61,48 @@ std::string describe(const xo::test::TransferCall& call) {
   return text + "(" + printable(arguments) + ") answered " + std::to_string(call.result);
 }
 
+// Bytes done and total of the running transfer, from its progress reports.
+// Owned by runTransfer; the library holds references while it is connected.
+class ByteCounter final : public im::IImProgressCallback {
+ public:
+  int addRef() override { return ++references_; }
+  int release() override { return --references_; }
+  im::StatusAction onStatus(std::size_t done, std::size_t total, xo::INETSTATUS status, const wchar_t*,
+                            const wchar_t*, const wchar_t*) override {
+    if (status == xo::statusProgress) {
+      done_ = done;
+      total_ = total;
+    }
+    return im::Continue;
+  }
+  // "12.5 MiB of 100.0 MiB", "12.5 MiB", or "" before the first byte.
+  std::string text() const {
+    const std::size_t done = done_, total = total_;
+    if (done == 0 && total == 0) return "";
+    std::string line = mebibytes(done);
+    if (total != 0) line += " of " + mebibytes(total);
+    return line;
+  }
+
+ private:
+  static std::string mebibytes(std::size_t bytes) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f MiB", static_cast<double>(bytes) / (1024.0 * 1024.0));
+    return text;
+  }
+  std::atomic<int> references_{1};
+  std::atomic<std::size_t> done_{0};
+  std::atomic<std::size_t> total_{0};
+};
+
 // Watches for Ctrl-C and keeps the progress line until told the transfer ended.
 class StopWatcher {
  public:
   // Sent by the transfer's thread when it is done, so the watcher ends at once.
   static constexpr int kWake = SIGUSR1;
 
-  StopWatcher(const Command& command, std::string what)
-      : command_(command), what_(std::move(what)), terminal_(::isatty(STDERR_FILENO) == 1) {
+  StopWatcher(const Command& command, std::string what, const ByteCounter& bytes)
+      : command_(command), what_(std::move(what)), bytes_(bytes), terminal_(::isatty(STDERR_FILENO) == 1) {
     sigemptyset(&signals_);
     sigaddset(&signals_, SIGINT);
     sigaddset(&signals_, SIGTERM);
@@ -112,7 +146,9 @@ class StopWatcher {
       if (terminal_ && !done_) {
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        std::fprintf(stderr, "\r\033[Kinetmgr %s: %s  %.1f s", command_.name.c_str(), what_.c_str(), seconds);
+        const std::string moved = bytes_.text();
+        std::fprintf(stderr, "\r\033[Kinetmgr %s: %s  %.1f s%s%s", command_.name.c_str(), what_.c_str(), seconds,
+                     moved.empty() ? "" : "  ", moved.c_str());
         std::fflush(stderr);
         drawn = true;
       }
@@ -122,6 +158,7 @@ class StopWatcher {
 
   const Command& command_;
   const std::string what_;
+  const ByteCounter& bytes_;
   const bool terminal_;
   sigset_t signals_;
   std::atomic<bool> done_{false};
@@ -169,10 +206,19 @@ bool requiredText(const Command& command, const Arguments& arguments, const std:
   return true;
 }
 
-bool prepareTestTransfer(const Command& command) {
+bool chooseTransfer(const Command& command, const Arguments& arguments) {
+  const char* script = std::getenv("INETMGR_TEST_TRANSFER_SCRIPT");
+  if (!arguments.has("--dry-run")) {
+    if (script != nullptr && *script != '\0') {
+      fail(command, "INETMGR_TEST_TRANSFER_SCRIPT scripts the recording transfer: give --dry-run too",
+           im::rcBadArgument);
+      return false;
+    }
+    xo::useNetworkTransfers();
+    return true;
+  }
   xo::g_lastOpData.resetFields();
   xo::test::ResetTransferScript();
-  const char* script = std::getenv("INETMGR_TEST_TRANSFER_SCRIPT");
   std::istringstream entries(script != nullptr ? script : "");
   for (std::string entry; entries >> entry;) {
     const std::size_t equals = entry.find('=');
@@ -202,10 +248,11 @@ bool prepareTestTransfer(const Command& command) {
 }
 
 TransferOutcome runTransfer(const Command& command, const std::string& what,
-                            const std::function<im::ResultCode()>& transfer) {
+                            const std::function<im::ResultCode(im::IImProgressCallback*)>& transfer) {
   TransferOutcome outcome;
-  StopWatcher watcher(command, what);
-  outcome.code = transfer();
+  ByteCounter bytes;
+  StopWatcher watcher(command, what, bytes);
+  outcome.code = transfer(&bytes);
   outcome.stopped = watcher.stopped();
   return outcome;
 }
@@ -224,7 +271,7 @@ void printTestTransferRecord() {
     for (const xo::test::TransferCall& call : calls) std::cout << "  " << describe(call) << "\n";
   }
   if (record.operation == 0) return;
-  std::cout << "test transfer (this build moves no data) was last asked to:\n";
+  std::cout << "dry run: the recording transfer moved nothing; it was last asked to:\n";
   switch (record.operation) {
     case 1:
       // The record keeps the download's local target in its source fields and

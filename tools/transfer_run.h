@@ -22,22 +22,27 @@ bool siteChoice(const Command& command, const Arguments& arguments, corvane_com:
 bool requiredText(const Command& command, const Arguments& arguments, const std::string& option,
                   std::wstring& text);
 
-// Clears the test transfer's record and journal and, when
-// INETMGR_TEST_TRANSFER_SCRIPT is set ("UploadFile=-5,0 Logon=0": the answers
-// the next calls of each kind give), queues its answers. False (after
-// printing why) for a script that does not parse.
-bool prepareTestTransfer(const Command& command);
+// Network transfers, or with --dry-run the recording test transfer: its record
+// and journal cleared and, when INETMGR_TEST_TRANSFER_SCRIPT is set
+// ("UploadFile=-5,0 Logon=0": the answers the next calls of each kind give),
+// its answers queued. False (after printing why) for a script that does not
+// parse or is given without --dry-run.
+bool chooseTransfer(const Command& command, const Arguments& arguments);
 
 // Runs `transfer` while a second thread turns the first Ctrl-C (SIGINT or
 // SIGTERM) into triggerShutdownInetMgr(), so that the transfer stops at its
 // next progress report, and a second one into an immediate exit (130). On a
-// terminal, stderr shows `what` with the time spent until the transfer ends.
+// terminal, stderr shows `what` with the time spent and the bytes that the
+// progress callback handed to `transfer` has seen, until the transfer ends.
+// The callback is `transfer`'s to connect; it outlives the call.
 struct TransferOutcome {
   corvane_com::zel::inetmgr::ResultCode code = corvane_com::zel::inetmgr::rcSuccess;
   bool stopped = false;  // Ctrl-C came before the transfer ended
 };
-TransferOutcome runTransfer(const Command& command, const std::string& what,
-                            const std::function<corvane_com::zel::inetmgr::ResultCode()>& transfer);
+TransferOutcome runTransfer(
+    const Command& command, const std::string& what,
+    const std::function<corvane_com::zel::inetmgr::ResultCode(corvane_com::zel::inetmgr::IImProgressCallback*)>&
+        transfer);
 
 // Prints what the test transfer was asked to do in this run, when it was
 // asked anything (a network transfer records nothing): the last operation it

@@ -28,12 +28,14 @@ int runUpload(const Arguments& arguments) {
   std::wstring name, directory;
   im::fromUtf8(local.filename().string(), name);
   im::fromUtf8(local.parent_path().string(), directory);
-  if (!prepareTestTransfer(self)) return exitCode(im::rcBadArgument);
-  const TransferOutcome outcome = runTransfer(self, printable(name), [&] {
+  if (!chooseTransfer(self, arguments)) return exitCode(im::rcBadArgument);
+  const TransferOutcome outcome = runTransfer(self, printable(name), [&](im::IImProgressCallback* progress) {
     im::IImNetConnection* connection = im::createConnectionObject(false);
     if (connection == nullptr) return im::rcOutOfMemory;
+    connection->connect(progress);
     const im::ResultCode code = connection->uploadFile(name.c_str(), to.c_str(), directory.c_str(),
                                                        siteName.empty() ? nullptr : siteName.c_str(), flags);
+    connection->disconnect(progress);
     connection->destroy();
     return code;
   });

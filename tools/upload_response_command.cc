@@ -25,8 +25,8 @@ int runUploadResponse(const Arguments& arguments) {
     return fail(self, "no file at " + printable(path), im::rcPathError);
   }
   long transferCode = 0;
-  if (!prepareTestTransfer(self)) return exitCode(im::rcBadArgument);
-  const TransferOutcome outcome = runTransfer(self, "to the management server", [&] {
+  if (!chooseTransfer(self, arguments)) return exitCode(im::rcBadArgument);
+  const TransferOutcome outcome = runTransfer(self, "to the management server", [&](im::IImProgressCallback*) {
     return im::uploadFileAndGetResponse(path.c_str(), guid.c_str(), response.c_str(), &transferCode);
   });
   std::cout << (outcome.code == im::rcSuccess ? "uploaded " : "not uploaded: ") << printable(path)

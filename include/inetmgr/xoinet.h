@@ -244,6 +244,11 @@ class INETMGR_API XoInetItfFactory {
   static xoInetError DestroyInterface(TransferItf* pItf);
 };
 
+// What a transfer code means, in a few words ("no connection", "no such
+// remote file"); "failed" for codes without a meaning of their own. The text
+// is static. Thread-safe.
+INETMGR_API const wchar_t* getTransferCodeText(xoInetError code);
+
 // From this call on, for the rest of the process, XoInetItfFactory hands out
 // transfer objects that move real data: HTTP and HTTPS (also for spipe and
 // super-agent sites) and FTP and FTPS through libcurl, UNC shares through

@@ -304,25 +304,27 @@ xoInetError DownloadTarget::commit() {
   return rcNoError;
 }
 
-std::wstring describeTransferCode(xoInetError code) {
-  const wchar_t* meaning = L"failed";
+const wchar_t* getTransferCodeText(xoInetError code) {
   switch (code) {
-    case rcNoError: meaning = L"done"; break;
-    case rcAborted: meaning = L"stopped by the progress callback"; break;
-    case rcTransient: meaning = L"the server failed for now or the transfer stalled"; break;
-    case rcNotFound: meaning = L"no such remote file"; break;
-    case rcServerRefused: meaning = L"the server answered 506"; break;
-    case rcKeysOutdated: meaning = L"the server asks for new keys"; break;
-    case rcCannotConnect: meaning = L"no connection"; break;
-    case rcLogonRefused: meaning = L"the credentials were refused"; break;
-    case rcCertificate: meaning = L"the server's certificate is not trusted by the site list's CA bundle"; break;
-    case rcLocalFile: meaning = L"a local file could not be read or written"; break;
-    case rcProtocol: meaning = L"the protocol failed"; break;
-    case rcNotLoggedOn: meaning = L"not logged on"; break;
-    case rcNotSupported: meaning = L"not supported"; break;
-    default: break;
+    case rcNoError: return L"done";
+    case rcAborted: return L"stopped by the progress callback";
+    case rcTransient: return L"the server failed for now or the transfer stalled";
+    case rcNotFound: return L"no such remote file";
+    case rcServerRefused: return L"the server answered 506: a new agent identity is needed";
+    case rcKeysOutdated: return L"the server asks for new keys";
+    case rcCannotConnect: return L"no connection";
+    case rcLogonRefused: return L"the credentials were refused";
+    case rcCertificate: return L"the server's certificate is not trusted by the site list's CA bundle";
+    case rcLocalFile: return L"a local file could not be read or written";
+    case rcProtocol: return L"the protocol failed";
+    case rcNotLoggedOn: return L"not logged on";
+    case rcNotSupported: return L"not supported";
+    default: return L"failed";
   }
-  return L"transfer code " + std::to_wstring(code) + L" (" + meaning + L")";
+}
+
+std::wstring describeTransferCode(xoInetError code) {
+  return L"transfer code " + std::to_wstring(code) + L" (" + getTransferCodeText(code) + L")";
 }
 
 }  // namespace corvane_com::zel::xoInet

@@ -126,7 +126,7 @@ grep -q 'Name="RepoWest".* SecurePort="8443" Port="8080"' "$scratch/written.xml"
 [[ $(grep -c '<Setting name="[A-Za-z]*">[0-9]*</Setting>' "$scratch/written.xml") -eq 4 ]] || fail "policies not written"
 read_back() { INETMGR_DATA_DIR=$scratch/$1 "$tool" sites --json --sitelist "$2" | sed '/"siteList":/d'; }
 out=$(read_back from-example "$example")
-[[ "$out" == *'"accepted": true'* && $(grep -c '"name"' <<<"$out") -eq 7 ]] || fail "the example is not read: $out"
+[[ "$out" == *'"accepted": true'* && $(grep -c '"name"' <<<"$out") -eq 8 ]] || fail "the example is not read: $out"
 [[ "$out" == "$(read_back from-description "$scratch/written.xml")" ]] || fail "the description reads back otherwise"
 bundles=("$scratch"/from-example/var/lists/*/cabundle.cer "$scratch"/from-description/var/lists/*/cabundle.cer)
 [[ -s ${bundles[0]} ]] && cmp -s "${bundles[@]}" || fail "the CA bundles differ: ${bundles[*]}"
@@ -185,8 +185,9 @@ b64=$(base64 -w0 "$scratch/m1/etc/inetmgr.key")
 [[ "${out,,}" != *"${hex:0:8}"* && "$hex" != *"${f1//:/}"* && "$out" != *"${b64:0:8}"* ]] ||
   fail "the key shows through: $out"
 
-# Transfers through the connection object and the upload helper; this build's
-# test transfer moves nothing and the tool prints what it was asked to do.
+# Transfers through the connection object and the upload helper with
+# --dry-run: the recording transfer moves nothing and the tool prints what it
+# was asked to do.
 export INETMGR_DATA_DIR=$scratch/t
 mkdir -p "$INETMGR_DATA_DIR/etc/locks"
 spipe() { echo "<SpipeSite Type=\"master\" Name=\"$1\" ServerIP=\"$2\" Order=\"$3\" Enabled=\"1\"/>"; }
@@ -194,7 +195,7 @@ echo "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>
 $(spipe M1 10.0.0.1:443 1)$(spipe M2 10.0.0.2:443 2)
 <HttpSite Type=\"repository\" Name=\"Repo\" Server=\"repo:80\" Enabled=\"1\"/></SiteList></SiteLists>" \
   > "$INETMGR_DATA_DIR/etc/SiteList.xml"
-out=$("$tool" download --file cat.z --from /Software --to "$scratch/dl" --site Repo 2>"$scratch/err") ||
+out=$("$tool" download --file cat.z --from /Software --to "$scratch/dl" --site Repo --dry-run 2>"$scratch/err") ||
   fail "download: $out"
 record=$(grep -A2 "was last asked to" <<<"$out" | tr -s ' ' | tr '\n' '|')
 [[ $record == *"download /Software/cat.z| into $scratch/dl/cat.z|" ]] || fail "the download's record: $out"
@@ -203,16 +204,34 @@ out=$("$tool" upload --file "$scratch/none" --to /in --master 2>&1) && fail "a m
 [[ $out == *"no file at $scratch/none"* ]] || fail "the missing file is not named: $out"
 "$tool" upload --file "$example" --to /in --site Repo --fallback 2>/dev/null && fail "two site choices"
 respond() {
-  INETMGR_TEST_TRANSFER_SCRIPT=$1 "$tool" upload-response --file "$example" --guid G --response "$scratch/a"
+  INETMGR_TEST_TRANSFER_SCRIPT=$1 "$tool" upload-response --file "$example" --guid G --response "$scratch/a" "${@:2}"
 }
-out=$(respond "UploadFile=-2") || fail "no failover: $out"
+out=$(respond "UploadFile=-2" 2>&1) && fail "a script without --dry-run is taken: $out"
+[[ $out == *"give --dry-run too"* ]] || fail "a script without --dry-run: $out"
+out=$(respond "UploadFile=-2" --dry-run) || fail "no failover: $out"
 [[ $(grep -c "UploadFile($example, /spipe/pkg?AgentGuid=G&Source=Agent_3.0.0) answered" <<<"$out") == 2 &&
   $out == *"answered -2"* && $out == *"(transfer code 0)"* ]] || fail "the failover: $out"
 set +e
-out=$(respond "UploadFile=-95")
+out=$(respond "UploadFile=-95" --dry-run)
 status=$?
 set -e
 [[ $status -eq 245 && $out == *"new agent GUID"* ]] || fail "-95 exits $status: $out"
+
+# Without --dry-run files really move, and a download without a choice of
+# site walks the enabled sites in the library's order until one serves it: a
+# server that refuses, then a local path. The file arrives whole and the
+# failed site is named with its reason.
+mkdir -p "$scratch/repo/Software" && head -c 300000 /dev/urandom >"$scratch/repo/Software/big.bin"
+echo "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>
+<HttpSite Type=\"repository\" Name=\"Dead\" Server=\"127.0.0.1:1\" Order=\"1\" Enabled=\"1\"/>
+<LocalSite Type=\"repository\" Name=\"Disk\" Order=\"2\" Enabled=\"1\"><RelativePath>$scratch/repo</RelativePath></LocalSite>
+</SiteList></SiteLists>" >"$scratch/walk.xml"
+out=$("$tool" download --sitelist "$scratch/walk.xml" --file big.bin --from /Software --to "$scratch/got" 2>"$scratch/err") ||
+  fail "the walk: $out $(cat "$scratch/err")"
+[[ $out == "downloaded big.bin from /Software through Disk into $scratch/got" ]] &&
+  cmp -s "$scratch/repo/Software/big.bin" "$scratch/got/big.bin" && grep -q "^inetmgr download: Dead (order 1): " "$scratch/err" ||
+  fail "the walk: $out $(cat "$scratch/err")"
+[[ -z $(find "$scratch/got" -name '*.part-*') ]] || fail "a temporary file is left: $(ls "$scratch/got")"
 
 # rank on loopback: the library's ranking by the list's policy (an address
 # that does not parse is unmeasurable, with no packet and no name lookup),

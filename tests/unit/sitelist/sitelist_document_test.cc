@@ -57,8 +57,8 @@ class SiteListDocument : public ::testing::Test {
 TEST_F(SiteListDocument, TheExampleSiteListIsTakenWholeWithItsProxyOnEverySiteAndTheBundleOnSslSites) {
   const int transfersBefore = xo::getTransferInstanceCount();
   ASSERT_EQ(readFile(pf::fromUtf8(kExample)).code, im::rcSuccess);
-  ASSERT_EQ(contents_.sites.size(), 7u);
-  EXPECT_EQ(contents_.sites[6]->getSiteName(), L"VendorFallback") << "document order";
+  ASSERT_EQ(contents_.sites.size(), 8u);
+  EXPECT_EQ(contents_.sites[7]->getSiteName(), L"VendorFallback") << "document order";
   EXPECT_TRUE(contents_.sites[0]->isSslEnabled());
   for (const auto& site : contents_.sites) {
     xo::CProxyParams proxy;
