@@ -11,6 +11,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -220,13 +221,45 @@ TEST_F(SmbTransfer, EachFailureHasItsCodeAndOneLogLineNamingThePath) {
   EXPECT_EQ(leftovers(local_.path()), "");
 }
 
+// Calls `action` at its first report.
+class ActAtFirstReport : public xo::CNetSessionSink {
+ public:
+  explicit ActAtFirstReport(std::function<void()> action) : action_(std::move(action)) {}
+  bool OnProgress(const unsigned int&, const long&, const xo::INETSTATUS&, const wchar_t*, const wchar_t*,
+                  const wchar_t*, bool*) override {
+    if (action_) std::exchange(action_, nullptr)();
+    return true;
+  }
+
+ private:
+  std::function<void()> action_;
+};
+
+TEST_F(SmbTransfer, AFrozenServerIsNoConnectionAtLogonAndAFailureForNowMidway) {
+  writeFile(remote("big.bin"), randomBytes(4 * 1024 * 1024, 5));
+  xo::setNetworkTimeouts(30, 2);
+  Transfer smb = transfer();
+  server_->freeze(true);
+  EXPECT_EQ(transfer(L"", false)->Logon(false, 1), xo::rcCannotConnect);
+  server_->freeze(false);
+  ActAtFirstReport freeze([] { server_->freeze(true); });
+  EXPECT_EQ(download(*smb, local_.path() / "big.bin", L"big.bin", 0, &freeze), xo::rcTransient);
+  server_->freeze(false);
+  xo::setNetworkTimeouts(30, 60);
+  EXPECT_FALSE(fs::exists(local_.path() / "big.bin"));
+  EXPECT_EQ(leftovers(local_.path()), "");
+}
+
 TEST_F(SmbTransfer, UploadsThroughATemporaryNameDownloadsBackAndDeletes) {
   const std::string content = randomBytes(2 * 1024 * 1024 + 7, 3);
   const fs::path source = local_.path() / "up.bin";
   writeFile(source, content);
+  writeFile(remote("in/up.bin"), "old");
+  writeFile(remote("in/stopped.bin"), "old");
   Transfer smb = transfer();
   // A destination ending in "/" or naming a directory keeps the source's name;
-  // missing directories are made.
+  // missing directories are made; a file already there is replaced only when
+  // the new one is complete.
   ASSERT_EQ(smb->UploadFile(source.wstring(), L"in/new/", nullptr), xo::rcNoError);
   ASSERT_EQ(smb->UploadFileResponse(source.wstring(), L"in", L"/unused", nullptr), xo::rcNoError);
   ASSERT_EQ(smb->UploadFile(source.wstring(), L"in/new/renamed.bin", nullptr), xo::rcNoError);
@@ -235,7 +268,7 @@ TEST_F(SmbTransfer, UploadsThroughATemporaryNameDownloadsBackAndDeletes) {
   EXPECT_TRUE(readFile(remote("in/new/renamed.bin")) == content);
   StopAfter stop(0);
   EXPECT_EQ(smb->UploadFile(source.wstring(), L"in/stopped.bin", &stop), xo::rcAborted);
-  EXPECT_FALSE(fs::exists(remote("in/stopped.bin")));
+  EXPECT_EQ(readFile(remote("in/stopped.bin")), "old");
   EXPECT_EQ(leftovers(server_->share()), "");
   EXPECT_EQ(smb->UploadFile((local_.path() / "none").wstring(), L"in/x", nullptr), xo::rcLocalFile);
 
