@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <string>
 #include <utility>
@@ -32,6 +33,10 @@ constexpr std::size_t kChunk = 1 << 20;
 constexpr std::size_t kMaxWalkEntries = 100000;
 constexpr std::size_t kMaxWalkDepth = 64;
 constexpr unsigned int kMaxTimeoutSeconds = 86400;
+
+// Making, initialising and freeing a context touch libsmbclient's process-wide
+// configuration and counters; everything else stays within one context.
+std::mutex g_contextLifecycle;
 
 void wipe(std::string& text) {
   explicit_bzero(text.data(), text.size());
@@ -112,28 +117,7 @@ class SmbTransfer final : public NetworkTransfer {
     const Location root = locate(L"");
     const bool ownAccount = options_.userName.empty() && options_.useLogonUserAccount && !anonymousLogon;
     guest_ = options_.userName.empty() && !ownAccount;
-    context_ = smbc_new_context();
-    if (context_ == nullptr) return failure(errno, root, true);
-    smbc_setDebug(context_, 0);
-    smbc_setOptionDebugToStderr(context_, 1);  // the tool's standard output is its answer
-    smbc_setOptionUserData(context_, this);
-    smbc_setFunctionAuthDataWithContext(context_, &SmbTransfer::supplyCredentials);
-    smbc_setOptionUseKerberos(context_, ownAccount);
-    smbc_setOptionFallbackAfterKerberos(context_, ownAccount);
-    smbc_setOptionUseCCache(context_, ownAccount);
-    // Refused credentials must not quietly turn into a guest session.
-    smbc_setOptionNoAutoAnonymousLogin(context_, !guest_ && !ownAccount);
-    smbc_setPort(context_, port_);
-    const std::chrono::seconds connectLimit =
-        timeout != 0 ? std::chrono::seconds(std::min(timeout, kMaxTimeoutSeconds)) : timeouts_.connect;
-    smbc_setTimeout(context_, timeoutMs(connectLimit));
-    if (smbc_init_context(context_) == nullptr) {
-      const int error = errno;
-      smbc_free_context(context_, 1);
-      context_ = nullptr;
-      return failure(error, root, true);
-    }
-    smbc_setOptionProtocols(context_, "SMB2_02", "SMB3");
+    if (const xoInetError made = makeContext(ownAccount, timeout, root); made != rcNoError) return made;
     platform::logInfo(kTag, L"Logging on to " + root.shown + L" " + accountText(ownAccount));
     struct stat info {};
     if (smbc_getFunctionStat(context_)(context_, root.url.c_str(), &info) != 0) {
@@ -529,8 +513,39 @@ class SmbTransfer final : public NetworkTransfer {
     return rcNoError;
   }
 
+  // A new context for this object's options; the connection is made later.
+  xoInetError makeContext(bool ownAccount, unsigned int timeout, const Location& root) {
+    std::lock_guard<std::mutex> lock(g_contextLifecycle);
+    context_ = smbc_new_context();
+    if (context_ == nullptr) return failure(errno, root, true);
+    smbc_setDebug(context_, 0);
+    smbc_setOptionDebugToStderr(context_, 1);  // the tool's standard output is its answer
+    smbc_setOptionUserData(context_, this);
+    smbc_setFunctionAuthDataWithContext(context_, &SmbTransfer::supplyCredentials);
+    smbc_setOptionUseKerberos(context_, ownAccount);
+    smbc_setOptionFallbackAfterKerberos(context_, ownAccount);
+    smbc_setOptionUseCCache(context_, ownAccount);
+    // Refused credentials must not quietly turn into a guest session.
+    smbc_setOptionNoAutoAnonymousLogin(context_, !guest_ && !ownAccount);
+    smbc_setPort(context_, port_);
+    const std::chrono::seconds connectLimit =
+        timeout != 0 ? std::chrono::seconds(std::min(timeout, kMaxTimeoutSeconds)) : timeouts_.connect;
+    smbc_setTimeout(context_, timeoutMs(connectLimit));
+    if (smbc_init_context(context_) == nullptr) {
+      const int error = errno;
+      smbc_free_context(context_, 1);
+      context_ = nullptr;
+      return failure(error, root, true);
+    }
+    smbc_setOptionProtocols(context_, "SMB2_02", "SMB3");
+    return rcNoError;
+  }
+
   void closeContext() {
     if (context_ == nullptr) return;
+    // The network part of the goodbye happens outside the lock.
+    smbc_getFunctionPurgeCachedServers(context_)(context_);
+    std::lock_guard<std::mutex> lock(g_contextLifecycle);
     smbc_free_context(context_, 1);
     context_ = nullptr;
   }
