@@ -201,6 +201,13 @@ TEST_F(SmbTransfer, EachFailureHasItsCodeAndOneLogLineNamingThePath) {
        [&] { return download(*transfer(), target, L"none/such.bin"); }},
       {"wrong password", xo::rcLogonRefused, root + L": Permission denied; transfer code -3",
        [&] { return transfer(L"wrong-password", false)->Logon(false, 10); }},
+      {"own account, no ticket, no guest", xo::rcLogonRefused, root + L": Permission denied; transfer code -3",
+       [&] {
+         Transfer smb = transfer(L"", false);
+         smb->SetOption(xo::optUserName, std::wstring());
+         smb->SetOption(xo::optUseLogonUserAccount, true);
+         return smb->Logon(false, 10);
+       }},
       {"missing share", xo::rcNotFound, L"/nosuch: No such file or directory; transfer code -5",
        [&] {
          Transfer smb = transfer(L"", false);
