@@ -110,7 +110,8 @@ class SmbTransfer final : public NetworkTransfer {
       return rcProtocol;
     }
     if (!parseServer()) {
-      platform::logError(kTag, L"The UNC server " + options_.uncServer + L" has no valid port; " +
+      platform::logError(kTag, L"The UNC server \"" + options_.uncServer +
+                                   L"\" is not NAME, NAME:PORT or [ADDRESS]:PORT with a port from 1 to 65535; " +
                                    describeTransferCode(rcProtocol));
       return rcProtocol;
     }
