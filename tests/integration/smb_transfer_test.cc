@@ -1,15 +1,10 @@
 // The SMB backend against a real smbd on a loopback port: byte-exact
 // downloads, resume and its validation, stops, the failure codes, uploads and
 // deletes, and one download through a UNC site of the agent's site list.
-#include <sys/stat.h>
-#include <utime.h>
-
+#include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <utility>
 
@@ -23,6 +18,7 @@
 #include "support/log_capture.h"
 #include "support/smb_server.h"
 #include "support/temp_dir.h"
+#include "support/transfer_files.h"
 
 namespace im = corvane_com::zel::inetmgr;
 namespace xo = corvane_com::zel::xoInet;
@@ -47,35 +43,10 @@ struct DestroyTransfer {
 };
 using Transfer = std::unique_ptr<xo::TransferItf, DestroyTransfer>;
 
-std::string randomBytes(std::size_t size, unsigned seed) {
-  std::mt19937 generator(seed);
-  std::string bytes(size, '\0');
-  for (char& c : bytes) c = static_cast<char>(generator());
-  return bytes;
-}
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void writeFile(const fs::path& path, const std::string& bytes, time_t modified = 0) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-  if (modified != 0) {
-    const utimbuf times{modified, modified};
-    ::utime(path.c_str(), &times);
-  }
-}
-
-// Names of the files in `dir` that look like an unfinished transfer.
-std::string leftovers(const fs::path& dir) {
-  std::string names;
-  for (const auto& entry : fs::recursive_directory_iterator(dir)) {
-    if (entry.path().filename().string().find(".part-") != std::string::npos) names += entry.path().string() + " ";
-  }
-  return names;
-}
+using inetmgr_test::partsLeft;
+using inetmgr_test::randomBytes;
+using inetmgr_test::readFile;
+using inetmgr_test::writeFile;
 
 // Stops the transfer at the first report past `limit` bytes.
 class StopAfter : public xo::CNetSessionSink {
@@ -172,7 +143,7 @@ TEST_F(SmbTransfer, DownloadsByteExactAndResumesOnlyFromAPartialThatIsStillValid
   writeFile(target, content + std::string(offset, 'Y'));
   ASSERT_EQ(download(*smb, target, L"dir/big.bin", static_cast<long>(content.size() + 10)), xo::rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "shorter remote file was resumed";
-  EXPECT_EQ(leftovers(local_.path()), "");
+  EXPECT_EQ(partsLeft(local_.path()), "");
 }
 
 TEST_F(SmbTransfer, EachFailureHasItsCodeAndOneLogLineNamingThePath) {
@@ -233,7 +204,7 @@ TEST_F(SmbTransfer, EachFailureHasItsCodeAndOneLogLineNamingThePath) {
     EXPECT_EQ(lines.find(L"wrong-password"), std::wstring::npos) << c.what;
   }
   EXPECT_EQ(readFile(target), "previous") << "a stopped download replaced the destination";
-  EXPECT_EQ(leftovers(local_.path()), "");
+  EXPECT_EQ(partsLeft(local_.path()), "");
 }
 
 // Calls `action` at its first report.
@@ -262,7 +233,7 @@ TEST_F(SmbTransfer, AFrozenServerIsNoConnectionAtLogonAndAFailureForNowMidway) {
   server_->freeze(false);
   xo::setNetworkTimeouts(30, 60);
   EXPECT_FALSE(fs::exists(local_.path() / "big.bin"));
-  EXPECT_EQ(leftovers(local_.path()), "");
+  EXPECT_EQ(partsLeft(local_.path()), "");
 }
 
 TEST_F(SmbTransfer, UploadsThroughATemporaryNameDownloadsBackAndDeletes) {
@@ -284,7 +255,7 @@ TEST_F(SmbTransfer, UploadsThroughATemporaryNameDownloadsBackAndDeletes) {
   StopAfter stop(0);
   EXPECT_EQ(smb->UploadFile(source.wstring(), L"in/stopped.bin", &stop), xo::rcAborted);
   EXPECT_EQ(readFile(remote("in/stopped.bin")), "old");
-  EXPECT_EQ(leftovers(server_->share()), "");
+  EXPECT_EQ(partsLeft(server_->share()), "");
   EXPECT_EQ(smb->UploadFile((local_.path() / "none").wstring(), L"in/x", nullptr), xo::rcLocalFile);
 
   ASSERT_EQ(download(*smb, local_.path() / "back.bin", L"in/new/renamed.bin"), xo::rcNoError);

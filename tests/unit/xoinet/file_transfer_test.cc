@@ -1,12 +1,8 @@
 // The local-path backend (files below the site's root directory) and the
 // options a network transfer keeps through the interface's setters.
-#include <utime.h>
-
+#include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -14,6 +10,7 @@
 #include "inetmgr/secure_string.h"
 #include "inetmgr/xoinet.h"
 #include "support/temp_dir.h"
+#include "support/transfer_files.h"
 #include "xoinet/network_transfer.h"
 #include "xoinet/transfer_backends.h"
 
@@ -21,6 +18,10 @@ namespace {
 
 using namespace corvane_com::zel::xoInet;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
+using inetmgr_test::partsLeft;
+using inetmgr_test::randomBytes;
+using inetmgr_test::readFile;
+using inetmgr_test::writeFile;
 
 // Backend objects are made directly here; the factory's go back to it.
 struct Destroy {
@@ -29,25 +30,6 @@ struct Destroy {
 struct GiveBack {
   void operator()(TransferItf* itf) const { XoInetItfFactory::DestroyInterface(itf); }
 };
-
-std::string readFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void writeFile(const fs::path& path, const std::string& bytes, time_t modified = 0) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-  const utimbuf times{modified, modified};
-  if (modified != 0) ::utime(path.c_str(), &times);
-}
-
-bool partsLeft(const fs::path& dir) {
-  for (const auto& entry : fs::recursive_directory_iterator(dir)) {
-    if (entry.path().filename().string().find(".part-") != std::string::npos) return true;
-  }
-  return false;
-}
 
 // Answers `answer` to every report and remembers the last.
 class Sink : public CNetSessionSink {
@@ -69,9 +51,7 @@ class Sink : public CNetSessionSink {
 TEST(FileTransfer, MovesFilesBelowItsRootResumesOnlyValidPartialsAndStopsWhenAsked) {
   inetmgr_test::TempDir dir;
   const fs::path root = dir.path() / "root";
-  std::string content(3 * 1024 * 1024 + 11, '\0');
-  std::mt19937 generator(7);
-  for (char& c : content) c = static_cast<char>(generator());
+  const std::string content = randomBytes(3 * 1024 * 1024 + 11, 7);
   const time_t past = ::time(nullptr) - 3600;
   writeFile(root / "pkg/file.bin", content, past);
 
@@ -116,7 +96,7 @@ TEST(FileTransfer, MovesFilesBelowItsRootResumesOnlyValidPartialsAndStopsWhenAsk
   ASSERT_EQ(local->UploadFile(target.wstring(), L"up", nullptr), rcNoError);
   ASSERT_EQ(local->UploadFile(target.wstring(), L"/new/dir/", nullptr), rcNoError);
   EXPECT_EQ(readFile(root / "up/file.bin") + readFile(root / "new/dir/file.bin"), "previousprevious");
-  EXPECT_FALSE(partsLeft(dir.path()));
+  EXPECT_EQ(partsLeft(dir.path()), "");
 }
 
 TEST(FileTransfer, SetOptionReachesTheNetworkObjectsOwnCopyButNotTheTestTransfers) {
