@@ -89,10 +89,12 @@ unpack_sysroot || {
 }
 export INETMGR_CROSS_SYSROOT=$sysroot
 
+# Without the SMB backend: the sysroots carry no libsmbclient (and its many
+# Samba libraries); a tree configured before that option existed is configured again.
 configure() {
-  [[ -f $build/build.ninja ]] && return 0
+  [[ -f $build/build.ninja ]] && grep -q '^INETMGR_WITH_SMB:BOOL=OFF$' "$build/CMakeCache.txt" && return 0
   cmake -S "$root" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-$arch.cmake" \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINETMGR_BUILD_BENCH=OFF "$@" >"$build/configure.log" 2>&1 ||
+    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DINETMGR_BUILD_BENCH=OFF -DINETMGR_WITH_SMB=OFF "$@" >"$build/configure.log" 2>&1 ||
     {
       cat "$build/configure.log"
       rm -f "$build/build.ninja"

@@ -11,6 +11,9 @@ namespace corvane_com::zel::xoInet {
 namespace {
 
 constexpr TransferBackend kBackends[] = {
+#ifdef INETMGR_WITH_SMB
+    {xoInetProtocolUnc, "libsmbclient (SMB2/3)", &createSmbTransfer},
+#endif
     {xoInetProtocolLocal, "file system", &createFileTransfer},
 };
 
