@@ -343,6 +343,9 @@ class SmbTransfer final : public NetworkTransfer {
       case EPIPE:
       case ENOTCONN:
         return connecting ? rcCannotConnect : rcTransient;
+      case EINVAL:
+        // What libsmbclient answers for a server name that resolves to nothing.
+        return connecting ? rcCannotConnect : rcProtocol;
       default:
         return rcProtocol;
     }
