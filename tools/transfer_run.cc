@@ -217,6 +217,8 @@ bool chooseTransfer(const Command& command, const Arguments& arguments) {
     xo::useNetworkTransfers();
     return true;
   }
+  // A dry run stays dry whatever the environment asks of the library.
+  ::unsetenv("INETMGR_TRANSFER");
   xo::g_lastOpData.resetFields();
   xo::test::ResetTransferScript();
   std::istringstream entries(script != nullptr ? script : "");

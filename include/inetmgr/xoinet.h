@@ -181,6 +181,9 @@ class INETMGR_API TransferItf {
   // and boolean overloads store the value in g_lastLongOption, g_lastStrOption
   // or g_lastBoolOption (the latest call of each kind wins) and return
   // rcNoError. Not thread-safe: the globals are written without a lock.
+  // A network transfer (useNetworkTransfers) also keeps every value by its
+  // identifier for its own use, and answers rcNoError to the integer and
+  // proxy overloads, whose values it keeps too (the proxy record is copied).
   xoInetError SetOption(const xoInetOption& option, const int& value);
   xoInetError SetOption(const xoInetOption& option, const long& value);
   xoInetError SetOption(const xoInetOption& option, const std::wstring& value);

@@ -195,7 +195,7 @@ echo "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>
 $(spipe M1 10.0.0.1:443 1)$(spipe M2 10.0.0.2:443 2)
 <HttpSite Type=\"repository\" Name=\"Repo\" Server=\"repo:80\" Enabled=\"1\"/></SiteList></SiteLists>" \
   > "$INETMGR_DATA_DIR/etc/SiteList.xml"
-out=$("$tool" download --file cat.z --from /Software --to "$scratch/dl" --site Repo --dry-run 2>"$scratch/err") ||
+out=$(INETMGR_TRANSFER=network "$tool" download --file cat.z --from /Software --to "$scratch/dl" --site Repo --dry-run 2>"$scratch/err") ||
   fail "download: $out"
 record=$(grep -A2 "was last asked to" <<<"$out" | tr -s ' ' | tr '\n' '|')
 [[ $record == *"download /Software/cat.z| into $scratch/dl/cat.z|" ]] || fail "the download's record: $out"
