@@ -11,6 +11,8 @@ namespace corvane_com::zel::xoInet {
 namespace {
 
 constexpr TransferBackend kBackends[] = {
+    {xoInetProtocolHttp, "libcurl (HTTP, HTTPS)", &createCurlTransfer},
+    {xoInetProtocolFtp, "libcurl (FTP, FTPS)", &createCurlTransfer},
     {xoInetProtocolLocal, "file system", &createFileTransfer},
 };
 
