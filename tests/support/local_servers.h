@@ -338,6 +338,8 @@ class TestHttpEndpoint {
     return received_;
   }
   unsigned short port() const { return port_; }
+  // How many stalls the client ended by hanging up.
+  int stallsEndedByClient() const { return stallsEndedByClient_; }
 
  private:
   bool waitReadable(int fd) {
@@ -388,9 +390,11 @@ class TestHttpEndpoint {
       answer = "HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\nConnection: close\r\n\r\n" + std::string(4096, 'x');
     }
     ::send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-    if (mode == Mode::stall) {
-      while (!stop_ && waitReadable(client)) {
-        if (::recv(client, chunk, sizeof chunk, 0) <= 0) break;
+    // A stall lasts until the client gives up (or 20 s pass).
+    for (int i = 0; mode == Mode::stall && i < 4 && !stop_; ++i) {
+      if (waitReadable(client) && ::recv(client, chunk, sizeof chunk, 0) <= 0) {
+        ++stallsEndedByClient_;
+        break;
       }
     }
   }
@@ -398,6 +402,7 @@ class TestHttpEndpoint {
   int fd_ = -1;
   unsigned short port_ = 0;
   std::atomic<bool> stop_{false};
+  std::atomic<int> stallsEndedByClient_{0};
   std::thread thread_;
   mutable std::mutex mutex_;
   Mode mode_ = Mode::answer;
