@@ -104,6 +104,10 @@ TEST_F(CurlHttp, EachFailureHasItsCodeAndOneLogLineAndLeavesTheDestinationAsItWa
   authorised.password = L"s3cret";
   TransferOptionsForTest wrongPassword = authorised;
   wrongPassword.password = L"guess";
+  // A name that resolves nowhere, pinned to the server's address: TLS still checks the name.
+  TransferOptionsForTest pinned = secure(certificates_.ca);
+  pinned.host = L"repo.invalid:1";
+  pinned.address = L"127.0.0.1:1";
   TransferOptionsForTest nobodyListens = plain();
   nobodyListens.host = L"127.0.0.1:" + std::to_wstring(freeLoopbackPort());
   struct Case {
@@ -116,6 +120,7 @@ TEST_F(CurlHttp, EachFailureHasItsCodeAndOneLogLineAndLeavesTheDestinationAsItWa
   } cases[] = {
       {"control: https verified by the test CA", secure(certificates_.ca), L"/pkg.bin", xo::rcNoError, L""},
       {"control: the right password", authorised, L"/private/pkg.bin", xo::rcNoError, L""},
+      {"control: a name pinned to an address", pinned, L"/pkg.bin", xo::rcNoError, L""},
       {"missing", plain(), L"/missing.bin", xo::rcNotFound, L"/missing.bin failed"},
       {"gone", plain(), L"/status/410", xo::rcNotFound, L"transfer code -5"},
       {"new identity", plain(), L"/status/506", xo::rcServerRefused, L"transfer code -95"},

@@ -126,14 +126,15 @@ class ServerProcess {
   pid_t pid_ = -1;
 };
 
-// A test CA and a certificate it signed for localhost and 127.0.0.1, plus a
+// A test CA and a certificate it signed for localhost, repo.invalid (a name
+// that resolves nowhere) and 127.0.0.1, plus a
 // second CA that signed nothing the servers use.
 struct TestCertificates {
   explicit TestCertificates(const std::filesystem::path& dir)
       : ca(dir / "ca.pem"), otherCa(dir / "other-ca.pem"), cert(dir / "server.pem"), key(dir / "server.key") {
     const std::string d = dir.string();
     const std::string ec = " -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes";
-    writeText(dir / "san.cnf", "subjectAltName=DNS:localhost,IP:127.0.0.1\n");
+    writeText(dir / "san.cnf", "subjectAltName=DNS:localhost,DNS:repo.invalid,IP:127.0.0.1\n");
     made = runQuietly("openssl req -x509" + ec + " -keyout " + d + "/ca.key -out " + d +
                       "/ca.pem -days 2 -subj /CN=inetmgr-test-ca") == 0 &&
            runQuietly("openssl req -x509" + ec + " -keyout " + d + "/other.key -out " + d +
