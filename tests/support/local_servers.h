@@ -229,7 +229,6 @@ class Vsftpd {
     std::filesystem::create_directories(root() / "pub");
     ::chmod(root().c_str(), 0755);
     ::chmod((root() / "pub").c_str(), 0777);
-    for (std::filesystem::path p = dir; p != p.root_path(); p = p.parent_path()) ::chmod(p.c_str(), 0755);
     std::filesystem::create_directories("/var/run/vsftpd/empty");
     writeText(dir / "vsftpd.conf",
               "listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port=" + std::to_string(port_) +
