@@ -17,7 +17,7 @@ shift
 
 # A cache entry is forgotten (-U) unless this call sets it.
 forget=()
-for var in CMAKE_BUILD_TYPE INETMGR_SANITIZE INETMGR_BUILD_TESTS INETMGR_BUILD_BENCH INETMGR_BUILD_FUZZERS INETMGR_WITH_SMB; do
+for var in CMAKE_BUILD_TYPE INETMGR_SANITIZE INETMGR_BUILD_TESTS INETMGR_BUILD_BENCH INETMGR_BUILD_FUZZERS INETMGR_WITH_SMB INETMGR_WITH_CURL; do
   given=0
   for arg in "$@"; do
     [[ "$arg" == -D"$var"=* || "$arg" == -D"$var":* || "$arg" == "$var"=* || "$arg" == "$var":* ]] && given=1

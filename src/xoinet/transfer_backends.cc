@@ -11,6 +11,10 @@ namespace corvane_com::zel::xoInet {
 namespace {
 
 constexpr TransferBackend kBackends[] = {
+#ifdef INETMGR_WITH_CURL
+    {xoInetProtocolHttp, "libcurl (HTTP, HTTPS)", &createCurlTransfer},
+    {xoInetProtocolFtp, "libcurl (FTP, FTPS)", &createCurlTransfer},
+#endif
 #ifdef INETMGR_WITH_SMB
     {xoInetProtocolUnc, "libsmbclient (SMB2/3)", &createSmbTransfer},
 #endif
@@ -43,7 +47,9 @@ class UnavailableTransfer final : public NetworkTransfer {
     platform::logError(L"xoinet", L"This build has no network transfer for protocol " + std::to_wstring(protocol) +
                                       (protocol == xoInetProtocolUnc
                                            ? L" (UNC shares): it was built with INETMGR_WITH_SMB=OFF"
-                                           : L""));
+                                           : protocol == xoInetProtocolHttp || protocol == xoInetProtocolFtp
+                                                 ? L" (HTTP and FTP): it was built with INETMGR_WITH_CURL=OFF"
+                                                 : L""));
     return rcNotSupported;
   }
 };
