@@ -266,7 +266,9 @@ INETMGR_API const wchar_t* getTransferCodeText(xoInetError code);
 // password encrypted, verifies TLS peers against the CA bundle path it was
 // given (never against nothing), writes a download to a temporary file beside
 // the destination and renames it into place only when complete, and reports
-// progress (status statusProgress) at most every 250 ms and at the end.
+// progress (status statusProgress) at most every 250 ms and at the end. Over
+// HTTP a download's extra text (optDownloadExtra, a site's downloadFile
+// `extra`) becomes that one request's query.
 INETMGR_API void useNetworkTransfers();
 // Whether useNetworkTransfers() (or INETMGR_TRANSFER=network) is in effect.
 // Thread-safe.

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <curl/curl.h>
@@ -107,7 +108,12 @@ class CurlTransfer final : public NetworkTransfer {
   xoInetError DownloadFile(const std::wstring& localTarget, const std::wstring& remoteSource, CNetSessionSink* sink,
                            long* resumePoint, bool& resume, const bool&) override {
     if (!loggedOn_) return rcNotLoggedOn;
-    const std::string url = baseUrl() + "/" + encodeUrlPath(underRoot(options_.relativePath, remoteSource), false);
+    std::string url = baseUrl() + "/" + encodeUrlPath(underRoot(options_.relativePath, remoteSource), false);
+    // The extra text belongs to this download alone; over HTTP it is the
+    // request's query.
+    std::wstring extra = std::exchange(options_.downloadExtra, std::wstring());
+    extra.erase(0, extra.find_first_not_of(L"?&"));
+    if (!extra.empty() && !isFtp()) url += encodeUrlPath("?" + platform::toUtf8(extra), true);
     DownloadTarget target(localTarget);
     std::uint64_t offset = 0;
     const long wanted = resume && resumePoint != nullptr && *resumePoint > 0 ? *resumePoint : 0;

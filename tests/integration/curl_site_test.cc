@@ -62,9 +62,21 @@ TEST_F(CurlSites, ADownloadUsesTheSiteCredentialsCaBundleAndProxy) {
                                      im::imFlagSiteByName),
             im::rcSuccess);
   connection->destroy();
+  // The download's extra text is that request's query.
+  im::IImSiteList_ptr list = im::createSiteListSmartObject(false);
+  im::IImSite* site = nullptr;
+  int index = 0;
+  ASSERT_EQ(list->getNextSiteByIndex(index, site), im::rcSuccess);
+  EXPECT_EQ(site->downloadFile(L"pkg.bin", L"repo", destination.wstring().c_str(), false, L"?tenant=a b"),
+            im::rcSuccess);
+  site->release();
   EXPECT_TRUE(readText(destination / "pkg.bin") == content);
   EXPECT_TRUE(transferErrors(log).empty());
-  EXPECT_TRUE(eventually([&] { return nginx.accessLog().find("GET /private/repo/pkg.bin range=- 200") != std::string::npos; }));
+  EXPECT_TRUE(eventually([&] {
+    const std::string requests = nginx.accessLog();
+    return requests.find("GET /private/repo/pkg.bin range=- 200") != std::string::npos &&
+           requests.find("GET /private/repo/pkg.bin?tenant=a%20b range=- 200") != std::string::npos;
+  }));
   EXPECT_NE(proxy.log().find("CONNECT localhost:" + std::to_string(nginx.httpsPort())), std::string::npos)
       << proxy.log();
 }
