@@ -3,8 +3,10 @@
 // throughput, its ratio, the CPU time of each and this process's peak RSS.
 // Each size runs in a child process of its own, so its peak RSS is its own;
 // the best of three alternating rounds is shown.
-// Arguments: --size-mib=N (repeatable; default 256 and 1024). Run by
-// scripts/bench.sh, which also passes benchmark options; those are ignored.
+// Arguments: --size-mib=N (repeatable; default 256 and 1024); --dir=PATH puts
+// both downloads under PATH (e.g. /dev/shm, to take the disk out of the
+// comparison; default: the scratch directory). Run by scripts/bench.sh, which
+// also passes benchmark options; those are ignored.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -53,7 +55,7 @@ double since(std::chrono::steady_clock::time_point start) {
 }
 
 // Measures one size; returns the process's exit status.
-int measure(std::uint64_t mib) {
+int measure(std::uint64_t mib, const fs::path& into) {
   im::setLogSink(&discard, nullptr, im::LogLevel::Error);
   const inetmgr_test::ScopedDataDir data;
   const inetmgr_test::TestCertificates certificates(data.path() / "certs");
@@ -72,7 +74,8 @@ int measure(std::uint64_t mib) {
   im::setSiteListSource(std::wstring(list.begin(), list.end()).c_str());
   xo::useNetworkTransfers();
 
-  const fs::path ours = data.path() / "ours";
+  const fs::path base = into.empty() ? data.path() : into / ("inetmgr-bench-" + std::to_string(::getpid()));
+  const fs::path ours = base / "ours";
   im::IImNetConnection* connection = im::createConnectionObject(false);
   // The site list is read at the first operation: a small file first.
   inetmgr_test::writeText(nginx.root() / "small.bin", "warm");
@@ -95,7 +98,7 @@ int measure(std::uint64_t mib) {
     fs::remove(ours / "big.bin");
     if (round == 0 || timing.seconds < best.seconds) best = timing;
 
-    const std::string theirs = data.file("curl.bin");
+    const std::string theirs = (base / "curl.bin").string();
     const std::string url = "http://127.0.0.1:" + std::to_string(nginx.httpPort()) + "/big.bin";
     cpu = cpuSeconds(RUSAGE_CHILDREN);
     start = std::chrono::steady_clock::now();
@@ -121,6 +124,7 @@ int measure(std::uint64_t mib) {
     if (round == 0 || tool.syncedSeconds < bestTool.syncedSeconds) bestTool = tool;
   }
   connection->destroy();
+  if (!into.empty()) fs::remove_all(base);
 
   rusage self{};
   ::getrusage(RUSAGE_SELF, &self);
@@ -138,18 +142,21 @@ int measure(std::uint64_t mib) {
 
 int main(int argc, char** argv) {
   std::vector<std::uint64_t> sizes;
+  fs::path into;
   for (int i = 1; i < argc; ++i) {
     if (std::strncmp(argv[i], "--size-mib=", 11) == 0) sizes.push_back(std::strtoull(argv[i] + 11, nullptr, 10));
+    if (std::strncmp(argv[i], "--dir=", 6) == 0) into = argv[i] + 6;
   }
   if (sizes.empty()) sizes = {256, 1024};
-  std::printf("download_bench: HTTP from nginx on loopback to disk; ratio = curl tool time / inetmgr time "
-              "(synced: the tool's time including an fsync of its file, as the library does)\n");
+  std::printf("download_bench: HTTP from nginx on loopback to %s; ratio = curl tool time / inetmgr time "
+              "(synced: the tool's time including an fsync of its file, as the library does)\n",
+              into.empty() ? "disk" : into.c_str());
   int failures = 0;
   for (const std::uint64_t mib : sizes) {
     std::fflush(stdout);
     const pid_t child = ::fork();
     if (child == 0) {
-      std::exit(measure(mib));  // exit() so the test root is removed
+      std::exit(measure(mib, into));  // exit() so the test root is removed
     }
     int status = 0;
     ::waitpid(child, &status, 0);
