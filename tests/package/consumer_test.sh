@@ -23,6 +23,9 @@ libdir=$(pkg-config --variable=libdir inetmgr)
 # shellcheck disable=SC2046
 g++ -o "$scratch/consumer-pc" "$source/consumer.cc" $(pkg-config --cflags --libs inetmgr)
 LD_LIBRARY_PATH=$libdir:$LD_LIBRARY_PATH "$scratch/consumer-pc"
+# A host that cannot call useNetworkTransfers() asks through the environment.
+mkdir -p "$scratch/files" && head -c 100000 /dev/urandom >"$scratch/files/in"
+INETMGR_TRANSFER=network LD_LIBRARY_PATH=$libdir:$LD_LIBRARY_PATH "$scratch/consumer-pc" "$scratch/files"
 # The package leaves the language standard to the consumer, and the headers
 # say when it is too old.
 [[ $(pkg-config --cflags inetmgr) != *-std=* ]] || { echo "inetmgr.pc forces a language standard"; exit 1; }
