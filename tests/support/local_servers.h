@@ -29,6 +29,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/loopback_port.h"
+
 namespace inetmgr_test {
 
 inline std::string readText(const std::filesystem::path& path) {
@@ -45,30 +47,6 @@ inline void writeText(const std::filesystem::path& path, const std::string& text
 inline int runQuietly(const std::string& command) {
   const int raw = std::system((command + " >/dev/null 2>&1").c_str());
   return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-}
-
-// A port on 127.0.0.1 that nothing listens on at the moment of the call.
-inline unsigned short freeLoopbackPort() {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  ::close(fd);
-  return ntohs(address.sin_port);
-}
-
-inline bool acceptsConnections(unsigned short port) {
-  const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(port);
-  const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  ::close(fd);
-  return connected;
 }
 
 // A server program run in the foreground as a child; stopped with SIGTERM

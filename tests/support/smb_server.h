@@ -21,6 +21,7 @@
 #include <string>
 #include <thread>
 
+#include "support/loopback_port.h"
 #include "support/temp_dir.h"
 
 namespace inetmgr_test {
@@ -80,34 +81,8 @@ class SmbServer {
   }
   static void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
-  static unsigned short freePort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    unsigned short port = 0;
-    if (fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-      port = ntohs(address.sin_port);
-    }
-    if (fd >= 0) ::close(fd);
-    return port;
-  }
-
-  static bool accepts(unsigned short port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const bool connected = fd >= 0 && ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    if (fd >= 0) ::close(fd);
-    return connected;
-  }
-
   void start() {
-    port_ = freePort();
+    port_ = freeLoopbackPort();
     const std::filesystem::path root = dir_.path();
     for (const char* sub : {"private", "lock", "state", "cache", "pid", "ncalrpc", "share"}) {
       std::filesystem::create_directories(root / sub);
@@ -149,7 +124,7 @@ class SmbServer {
     ::setpgid(pid_, pid_);
     for (int i = 0; i < 100; ++i) {  // up to 10 s
       if (::waitpid(pid_, nullptr, WNOHANG) != 0) break;
-      if (accepts(port_)) {
+      if (acceptsConnections(port_)) {
         error_.clear();
         return;
       }
