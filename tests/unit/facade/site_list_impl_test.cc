@@ -59,8 +59,7 @@ TEST_F(SiteList, AnEmptyStoreGivesAnEmptyListWithTheStoresVersionsAndPoliciesAnd
   EXPECT_EQ(site, im::getNullSite()) << "the end leaves the argument alone";
   EXPECT_EQ(byIndex(*list, 0), L"-5");
   std::wstring global, local;
-  list->getGlobalSiteListVersion(global);
-  list->getLocalSiteListVersion(local);
+  EXPECT_TRUE(list->getGlobalSiteListVersion(global) + list->getLocalSiteListVersion(local) == im::rcSuccess);
   EXPECT_EQ(global + L"/" + local, L"global-3/local-9");
   EXPECT_TRUE(list->getPolicyOverwriteClientSites());
 }
@@ -122,8 +121,7 @@ TEST_F(SiteList, EachSiteHandedOutCarriesOneReferenceAndAddSiteTakesOneOver) {
   EXPECT_EQ(walk(*list), Names{L"A"});
   EXPECT_EQ(list->addSite(siteFrom(http("B")).release()), im::rcSuccess);
   EXPECT_EQ(walk(*list), (Names{L"A", L"B"})) << "adding restarts the walk";
-  im::IImSite* walked = nullptr;
-  im::IImSite* indexed = nullptr;
+  im::IImSite *walked = nullptr, *indexed = nullptr;
   int index = 0;
   list->reset();
   ASSERT_EQ(list->getNextSite(walked), im::rcSuccess);
