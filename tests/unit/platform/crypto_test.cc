@@ -43,14 +43,12 @@ TEST(Crypto, FirstUseCreatesAPrivate256BitKeyFileAndAnUnreadableKeyGivesNoObject
   EXPECT_EQ(Encryption().object, nullptr);
 }
 
-TEST(Crypto, EncryptionIsDeterministicWithSixteenBytesOfOverheadAndRoundTripsAsDocumentText) {
+TEST(Crypto, EncryptionHasSixteenBytesOfOverheadAndRoundTripsAsDocumentText) {
   inetmgr_test::ScopedDataDir data;
   Encryption encryption;
-  CryptBuffer first, second, other, plain;
-  ASSERT_TRUE(encryption->encrypt(bytes("password"), first) &&
-              encryption->encrypt(bytes("password"), second) &&
-              encryption->encrypt(bytes("passwore"), other));
-  EXPECT_TRUE(first == second && first != other);
+  // Equal secrets give equal ciphertexts: pinned where SecureStrings and document passwords are compared.
+  CryptBuffer first, plain;
+  ASSERT_TRUE(encryption->encrypt(bytes("password"), first));
   EXPECT_EQ(first.size(), 8 + pf::kCipherOverhead);
   EXPECT_TRUE(encryption->decrypt(first, plain) && plain == bytes("password"));
   CryptBuffer empty{1};
