@@ -49,19 +49,15 @@ TEST_F(AgentHelpers, TheLocalAddressIsThatOfTheFirstSpipeSiteThatAcceptsAConnect
              spipeSite("a", refused.text(), ordered(1)) + spipeSite("b", v6.text(), ordered(2)) +
              spipeSite("c", v4.text(), ordered(3)));
   std::wstring address = L"stale";
-  EXPECT_EQ(im::getLocalIPAddress(address), im::rcSuccess);
-  EXPECT_EQ(address, L"::1");
-  EXPECT_TRUE(v6.wasConnected());
+  EXPECT_TRUE(im::getLocalIPAddress(address) == im::rcSuccess && address == L"::1" && v6.wasConnected());
   EXPECT_FALSE(v4.wasConnected()) << "the walk ends at the first site that accepts";
 
   // A disabled site is probed all the same.
   writeSites(spipeSite("c", v4.text(), ordered(1, false)) + spipeSite("b", v6.text(), ordered(2)));
-  EXPECT_EQ(im::getLocalIPAddress(address), im::rcSuccess);
-  EXPECT_EQ(address, L"127.0.0.1");
+  EXPECT_TRUE(im::getLocalIPAddress(address) == im::rcSuccess && address == L"127.0.0.1");
 
   writeSites(spipeSite("a", refused.text()));
-  EXPECT_EQ(im::getLocalIPAddress(address), im::rcSiteListError);
-  EXPECT_EQ(address, L"");
+  EXPECT_TRUE(im::getLocalIPAddress(address) == im::rcSiteListError && address.empty());
 }
 
 TEST_F(AgentHelpers, TheAddressProbeReportsLikeAnOperationAndStopsWhenACallbackSaysSo) {
@@ -73,11 +69,9 @@ TEST_F(AgentHelpers, TheAddressProbeReportsLikeAnOperationAndStopsWhenACallbackS
   inetmgr_test::RecordingCallback watcher;
   site->connect(&watcher);
   EXPECT_EQ(site->getLocalIPAddressFromSocket(), im::rcSuccess);
-  EXPECT_EQ(watcher.statuses, (std::vector<int>{0, 16, 17}));
-  EXPECT_TRUE(v4.wasConnected());
+  EXPECT_TRUE(watcher.statusText() == "0 16 17" && v4.wasConnected()) << watcher.statusText();
   watcher.stopAt = 16;
-  EXPECT_EQ(site->getLocalIPAddressFromSocket(), im::rcXoInetStatus);
-  EXPECT_EQ(site->getLastErrorXoInet(), 7);
+  EXPECT_TRUE(site->getLocalIPAddressFromSocket() == im::rcXoInetStatus && site->getLastErrorXoInet() == 7);
   EXPECT_FALSE(v4.wasConnected()) << "stopped before it connected";
   site->disconnect(&watcher);
   site->release();
@@ -115,8 +109,7 @@ TEST_F(AgentHelpers, UploadsFailOverToTheNextSpipeSiteUntilOneAnswersAndTheNextC
     long code = 1;
     EXPECT_EQ(im::uploadFileAndGetResponse(L"/var/out/pkg.xml", L"G-1", L"/tmp/answer", &code), c.result)
         << c.what;
-    EXPECT_EQ(code, c.code) << c.what;
-    EXPECT_EQ(uploadCalls(), c.uploads) << c.what;
+    EXPECT_TRUE(code == c.code && uploadCalls() == c.uploads) << c.what;
     EXPECT_EQ(log.count(L"Orno returns error code 506. Regenerating GUID"), c.code == -95) << c.what;
     EXPECT_EQ(log.count(L"Need to update keys"), c.code == -96) << c.what;
   }
@@ -130,23 +123,20 @@ TEST_F(AgentHelpers, WithoutTheStoreTheServerIsTheFirstSpipeSiteOfTheFileTriedBy
   writeSites(R"(<HttpSite Type="repository" Name="web" Enabled="1"/>)" + spipeSite("first", v6.text()) +
              spipeSite("second", v4.text()));
   std::wstring address;
-  EXPECT_EQ(im::getLocalIPAddressWithoutInit(address), im::rcSuccess);
-  EXPECT_EQ(address, L"::1");
-  EXPECT_TRUE(v6.wasConnected());
+  EXPECT_TRUE(im::getLocalIPAddressWithoutInit(address) == im::rcSuccess && address == L"::1" &&
+              v6.wasConnected());
 
   // The address refuses; the server name (on the same port) is tried next.
   Endpoint refusedV6("::1", false, v4.port());
   writeSites(spipeSite("first", refusedV6.text(), R"(Enabled="1" Server="127.0.0.1")"));
-  EXPECT_EQ(im::getLocalIPAddressWithoutInit(address), im::rcSuccess);
-  EXPECT_EQ(address, L"127.0.0.1");
-  EXPECT_TRUE(v4.wasConnected());
+  EXPECT_TRUE(im::getLocalIPAddressWithoutInit(address) == im::rcSuccess && address == L"127.0.0.1" &&
+              v4.wasConnected());
 
   address = L"kept";
   writeSites(R"(<HttpSite Type="repository" Name="web" Enabled="1"/>)");
   EXPECT_EQ(im::getLocalIPAddressWithoutInit(address), im::rcUnexpected);
   std::filesystem::remove(path_);
-  EXPECT_EQ(im::getLocalIPAddressWithoutInit(address), im::rcUnexpected);
-  EXPECT_EQ(address, L"kept");
+  EXPECT_TRUE(im::getLocalIPAddressWithoutInit(address) == im::rcUnexpected && address == L"kept");
 }
 
 // In a network namespace of its own, a veth link holds the local addresses
@@ -166,28 +156,21 @@ TEST_F(AgentHelpers, AServerThatNeverAnswersCostsABoundedWaitAndTheInterfacesAns
             " ip -6 neigh add 2001:db8::2 lladdr 02:00:00:00:00:02 nud permanent dev inetmgr0") != 0) {
       ::_exit(78);
     }
-    const struct {
-      const char* server;
-      const wchar_t* interfaceAddress;
-      const wchar_t* timedOut;
-    } cases[] = {{"198.18.0.2:443", L"198.18.0.1",
-                  L"Failed to connect to 198.18.0.2 on port 443: Connection timed out"},
-                 {"[2001:db8::2]:443", L"2001:db8::1",
-                  L"Failed to connect to 2001:db8::2 on port 443: Connection timed out"}};
     int failed = 0;
-    for (const auto& c : cases) {
-      writeSites(spipeSite("never", c.server));
+    for (const bool v6 : {false, true}) {
+      const std::string silent = v6 ? "2001:db8::2" : "198.18.0.2";
+      writeSites(spipeSite("never", (v6 ? "[" + silent + "]" : silent) + ":443"));
       inetmgr_test::LogCapture log;
-      std::wstring address;
+      std::wstring address, probed;
       const auto start = std::chrono::steady_clock::now();
-      const im::ResultCode withoutInit = im::getLocalIPAddressWithoutInit(address);
-      std::wstring probed;
-      const im::ResultCode probe = im::getLocalIPAddress(probed);
-      const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-      failed |= (withoutInit != im::rcSuccess || address != c.interfaceAddress) ? 1 : 0;
-      failed |= (probe != im::rcSiteListError || !probed.empty()) ? 2 : 0;
-      failed |= log.count(c.timedOut) != 2 ? 4 : 0;
-      failed |= seconds > 8 ? 8 : 0;  // two connections of at most a few seconds each
+      const bool found = im::getLocalIPAddressWithoutInit(address) == im::rcSuccess;
+      failed |= !found || address != (v6 ? L"2001:db8::1" : L"198.18.0.1") ? 1 : 0;
+      failed |= im::getLocalIPAddress(probed) != im::rcSiteListError || !probed.empty() ? 2 : 0;
+      const std::wstring timedOut(L"Failed to connect to " + std::wstring(silent.begin(), silent.end()) +
+                                  L" on port 443: Connection timed out");
+      failed |= log.count(timedOut) != 2 ? 4 : 0;
+      // Two connections of at most a few seconds each.
+      failed |= std::chrono::steady_clock::now() - start > std::chrono::seconds(8) ? 8 : 0;
     }
     ::_exit(failed);
   }

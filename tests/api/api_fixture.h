@@ -60,23 +60,23 @@ class Endpoint {
  public:
   explicit Endpoint(const std::string& address, bool listening = true, unsigned short port = 0) {
     const bool v6 = address.find(':') != std::string::npos;
-    fd_ = ::socket(v6 ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_storage storage{};
-    socklen_t length = v6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
-    storage.ss_family = static_cast<sa_family_t>(v6 ? AF_INET6 : AF_INET);
-    void* raw = v6 ? static_cast<void*>(&reinterpret_cast<sockaddr_in6&>(storage).sin6_addr)
-                   : static_cast<void*>(&reinterpret_cast<sockaddr_in&>(storage).sin_addr);
-    ::inet_pton(storage.ss_family, address.c_str(), raw);
-    (v6 ? reinterpret_cast<sockaddr_in6&>(storage).sin6_port
-        : reinterpret_cast<sockaddr_in&>(storage).sin_port) = htons(port);
-    auto* generic = reinterpret_cast<sockaddr*>(&storage);
-    if (fd_ < 0 || ::bind(fd_, generic, length) != 0 || (listening && ::listen(fd_, 8) != 0) ||
+    sockaddr_in6 in6{};
+    sockaddr_in in4{};
+    in6.sin6_family = AF_INET6;
+    in4.sin_family = AF_INET;
+    in6.sin6_port = in4.sin_port = htons(port);
+    auto* generic = v6 ? reinterpret_cast<sockaddr*>(&in6) : reinterpret_cast<sockaddr*>(&in4);
+    socklen_t length = v6 ? sizeof in6 : sizeof in4;
+    fd_ = ::socket(generic->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd_ < 0 ||
+        ::inet_pton(generic->sa_family, address.c_str(),
+                    v6 ? static_cast<void*>(&in6.sin6_addr) : &in4.sin_addr) != 1 ||
+        ::bind(fd_, generic, length) != 0 || (listening && ::listen(fd_, 8) != 0) ||
         ::getsockname(fd_, generic, &length) != 0) {
       ADD_FAILURE() << "cannot open a TCP socket on " << address << ": " << std::strerror(errno);
       return;
     }
-    port_ = ntohs(v6 ? reinterpret_cast<sockaddr_in6&>(storage).sin6_port
-                     : reinterpret_cast<sockaddr_in&>(storage).sin_port);
+    port_ = ntohs(v6 ? in6.sin6_port : in4.sin_port);
     text_ = (v6 ? "[" + address + "]" : address) + ":" + std::to_string(port_);
   }
   ~Endpoint() {

@@ -10,21 +10,20 @@
 #include <inetmgr/inetmgr.h>
 
 #include "api/api_fixture.h"
+#include "support/thrown.h"
 
 namespace im = corvane_com::zel::inetmgr;
+using Names = std::vector<std::wstring>;
+using SiteListApi = inetmgr_test::AgentSiteList;
 
 namespace {
 
-class SiteListApi : public inetmgr_test::AgentSiteList {
- protected:
-  static std::vector<std::wstring> walk(im::IImSiteList& list) {
-    std::vector<std::wstring> names;
-    for (im::IImSite* site = nullptr; list.getNextSite(site) == im::rcSuccess; site->release()) {
-      names.push_back(site->getSiteName());
-    }
-    return names;
-  }
-};
+Names walk(im::IImSiteList& list) {
+  Names names;
+  for (im::IImSite* site = nullptr; list.getNextSite(site) == im::rcSuccess; site->release())
+    names.push_back(site->getSiteName());
+  return names;
+}
 
 const char kVersions[] = R"(GlobalVersion="11" LocalVersion="12")";
 const char kSites[] =
@@ -40,38 +39,29 @@ TEST_F(SiteListApi, AListIsASnapshotInStoreOrderWithTheFallbackLast) {
   writeSites(kSites, kVersions);
   im::IImSiteList_ptr list = im::createSiteListSmartObject(false);
   ASSERT_NE(list.get(), im::getNullSiteList());
-  EXPECT_EQ(walk(*list), (std::vector<std::wstring>{L"ftp", L"web", L"mgmt", L"fb"}));
+  EXPECT_EQ(walk(*list), (Names{L"ftp", L"web", L"mgmt", L"fb"}));
   std::wstring version;
   EXPECT_TRUE(list->getGlobalSiteListVersion(version) == im::rcSuccess && version == L"11");
-
-  // A newer file does not change a list already made.
   writeSites(R"(<HttpSite Type="repository" Name="other" Enabled="1"/>)");
-  EXPECT_EQ(list->getSiteCount(), 4u);
-  im::IImSiteList_ptr newer = im::createSiteListSmartObject(false);
-  EXPECT_EQ(walk(*newer), (std::vector<std::wstring>{L"other"}));
+  EXPECT_EQ(list->getSiteCount(), 4u) << "a newer file does not change a list already made";
+  EXPECT_EQ(walk(*im::createSiteListSmartObject(false)), Names{L"other"});
 }
 
-TEST_F(SiteListApi, WithoutAUsableSiteListCallersGetTheNullObjectsOrTheCause) {
+TEST_F(SiteListApi, WithoutAUsableSiteListOrAfterShutdownCallersGetTheNullObjectsOrTheCause) {
   writeSites(kSites, R"(GlobalVersion="1")");
   EXPECT_EQ(createSiteListObject(false), im::getNullSiteList());
   EXPECT_EQ(im::createSiteListSmartObject(false).get(), im::getNullSiteList());
   EXPECT_THROW(createSiteListObject(true), std::runtime_error);
-}
-
-TEST_F(SiteListApi, AfterShutdownNoListCanBeMade) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   writeSites(kSites, kVersions);
+  // In a child process: the shutdown cannot be undone.
   EXPECT_EXIT(
       {
         triggerShutdownInetMgr();
-        im::IImSiteList* list = createSiteListObject(false);
-        bool threw = false;
-        try {
-          createSiteListObject(true);
-        } catch (const std::exception&) {
-          threw = true;
-        }
-        std::exit(list == im::getNullSiteList() && threw ? 0 : 1);
+        const bool refused =
+            createSiteListObject(false) == im::getNullSiteList() &&
+            inetmgr_test::thrownText<std::exception>([] { createSiteListObject(true); }) != "nothing thrown";
+        std::exit(refused ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }

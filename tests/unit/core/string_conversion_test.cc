@@ -47,25 +47,21 @@ TEST(StringConversion, TextTheLocaleCannotCarryConvertsToNothingRatherThanToAPar
   {
     ScopedLocale locale("C.UTF-8");
     const wchar_t loneSurrogate[] = {L'a', L'b', static_cast<wchar_t>(0xD800), L'c', 0};
-    EXPECT_EQ("", convertString<char>(loneSurrogate));
-    EXPECT_EQ(L"", convertString<wchar_t>("ab\377c"));
+    EXPECT_TRUE(convertString<char>(loneSurrogate).empty() && convertString<wchar_t>("ab\377c").empty());
     EXPECT_EQ("caf\xc3\xa9", convertString<char>(L"caf\u00e9"));
   }
   ScopedLocale locale("C");
-  EXPECT_EQ("", convertString<char>(std::wstring(L"caf\u00e9")));
-  EXPECT_EQ(L"", convertString<wchar_t>(std::string("caf\xc3\xa9")));
+  EXPECT_TRUE(convertString<char>(std::wstring(L"caf\u00e9")).empty() &&
+              convertString<wchar_t>(std::string("caf\xc3\xa9")).empty());
   EXPECT_EQ("cafe", convertString<char>(L"cafe"));
 }
 
 TEST(StringConversion, SameWidthCopiesAreCutToTheCountAndAlwaysTerminated) {
   char narrow[8] = "zzzzzzz";
-  EXPECT_EQ(0u, convertFunc(narrow, "abc", 1));
-  EXPECT_STREQ("", narrow);
-  EXPECT_EQ(2u, convertFunc(narrow, "abc", 3));
-  EXPECT_STREQ("ab", narrow);
+  EXPECT_TRUE(convertFunc(narrow, "abc", 1) == 0u && narrow[0] == '\0');
+  EXPECT_TRUE(convertFunc(narrow, "abc", 3) == 2u && std::string(narrow) == "ab");
   wchar_t wide[8] = L"zzzzzzz";
-  EXPECT_EQ(1u, convertFunc(wide, L"abc", 2));
-  EXPECT_STREQ(L"a", wide);
+  EXPECT_TRUE(convertFunc(wide, L"abc", 2) == 1u && std::wstring(wide) == L"a");
 }
 
 TEST(StringConversionDeathTest, ANullArgumentStopsTheProcessNamingTheExpression) {

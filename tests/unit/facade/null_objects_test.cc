@@ -16,12 +16,10 @@ TEST(NullObjects, SurviveBeingGivenBackEndAWalkAtOnceWithTheNullSiteWhichEqualsO
   EXPECT_EQ(site->release() + site->release(), 0);
   list->destroy();
   list->destroy();
-  im::IImSite* walked = nullptr;
-  im::IImSite* indexed = nullptr;
+  im::IImSite *walked = nullptr, *indexed = nullptr;
   int index = 0;
-  EXPECT_EQ(list->getNextSite(walked), im::rcNotImplemented);
-  EXPECT_EQ(list->getNextSiteByIndex(index, indexed), im::rcNotImplemented);
-  EXPECT_TRUE(walked == site && indexed == site);
+  EXPECT_TRUE(list->getNextSite(walked) == im::rcNotImplemented && walked == site);
+  EXPECT_TRUE(list->getNextSiteByIndex(index, indexed) == im::rcNotImplemented && indexed == site);
   std::wstring version = L"old";
   list->getGlobalSiteListVersion(version);
   EXPECT_TRUE(version.empty() && list->getSiteCount() == 0) << "an empty list";

@@ -12,14 +12,11 @@
 namespace pf = corvane_com::zel::platform;
 
 // An unset name expands to nothing: shown by the proxy reader's tests.
-TEST(ExpandMacro, NamesBetweenAngleBracketsComeFromTheEnvironment) {
+TEST(Environment, MacroNamesBetweenAngleBracketsAndTheDataDirectoryComeFromItWithADefault) {
   ::setenv("INETMGR_TEST_PROXY", "proxy.example", 1);
   EXPECT_EQ(pf::cmnlib_ExpandMacro(L"http://<INETMGR_TEST_PROXY>:8080/<INETMGR_TEST_PROXY>"),
             L"http://proxy.example:8080/proxy.example");
   EXPECT_EQ(pf::cmnlib_ExpandMacro(L"a<b") + pf::cmnlib_ExpandMacro(L"<>x"), L"a<b<>x");
-}
-
-TEST(Configuration, DataDirectoryFollowsTheEnvironmentWithADefault) {
   inetmgr_test::ScopedDataDir data;  // puts the variable back afterwards
   EXPECT_EQ(pf::IConfiguration::GetConfiguration()->GetFrameworkDataDirectory(), data.path().wstring());
   ::setenv("INETMGR_DATA_DIR", "", 1);

@@ -40,8 +40,7 @@ TEST(NetInterfaces, ListsUpNonLoopbackAddressesInIndexOrderThatParseBack) {
 }
 
 TEST(NetInterfaces, PrefersIPv4ThenRoutableIPv6SkippingLoopbackAndLinkLocalUnlessTheTestVariableNamesOne) {
-  const auto v4 = AddressFamily::IPv4;
-  const auto v6 = AddressFamily::IPv6;
+  const auto v4 = AddressFamily::IPv4, v6 = AddressFamily::IPv6;
   EXPECT_EQ(pf::pickLocalIpAddress(
                 {{L"a", 2, v6, L"fd00::2"}, {L"b", 3, v4, L"127.0.0.2"}, {L"b", 3, v4, L"10.0.0.7"}}),
             L"10.0.0.7");

@@ -123,18 +123,16 @@ TEST(AdvXMLParserDocument, ABuiltDocumentPrintsAsUtf8AndReparsesToTheSameValues)
   Element site = root.AddElement(L"SiteList").AddElement(L"HttpSite");
   site.AddElementInto(L"RelativePath", L"/Zürich/東京 & <😀>");
   site.AddElementInto(L"Password", L"").CreateAttribute(L"Encrypted", L"1");
+  // The declaration and indentation are pinned by the site list writer's expected documents.
   const std::string text = AdvXMLParser::Document(std::move(document)).ToText(L"\t");
-  EXPECT_EQ(text.rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<SiteLists ", 0), 0u) << text;
-  EXPECT_NE(text.find("\n\t<SiteList>\n\t\t<HttpSite>\n\t\t\t<RelativePath>/Z\xC3\xBC"), std::string::npos)
-      << text;
+  EXPECT_NE(text.find("<RelativePath>/Z\xC3\xBC"), std::string::npos) << text;
 
   AdvXMLParser parser;
   AdvXMLParser::Document reread;
   ASSERT_TRUE(parser.ParseXML(bytes(text), reread)) << parser.GetLastXmlErrorMessage();
-  const Element again = reread.GetRoot();
-  EXPECT_EQ(names(again.GetAttributes()), (Names{L"GlobalVersion", L"xmlns:xsi"}));
-  EXPECT_EQ(again.GetAttribute(L"GlobalVersion").GetValue(), L"2 <\"&'>\t");
-  const Element reSite = again.GetElement(L"SiteList").GetElement(L"HttpSite");
+  EXPECT_EQ(names(reread.GetRoot().GetAttributes()), (Names{L"GlobalVersion", L"xmlns:xsi"}));
+  EXPECT_EQ(reread.GetRoot().GetAttribute(L"GlobalVersion").GetValue(), L"2 <\"&'>\t");
+  const Element reSite = reread.GetRoot().GetElement(L"SiteList").GetElement(L"HttpSite");
   EXPECT_EQ(reSite.GetElement(L"RelativePath").GetValue(), L"/Zürich/東京 & <😀>");
   EXPECT_EQ(reSite.GetElement(L"Password").GetAttribute(L"Encrypted").GetValue(), L"1");
 }

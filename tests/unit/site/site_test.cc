@@ -70,10 +70,6 @@ TEST_F(SiteFromEntry, KeepsItsIdentityAndEveryPropertyAndReadsOnlyZeroOrOneAsAFl
   }
   EXPECT_EQ(log_.count(LogLevel::Error, L"Site a: Enabled=\"true\" is neither 0 nor 1 and is read as false"),
             1);
-  auto reordered = siteFrom(R"(<FTPSite Type="master" Name="a"/>)");
-  reordered->setSortOrder(3);
-  EXPECT_EQ(describe(*reordered), L"FTPSite master a ip= server= netbios= sort=3 order=" + kNoOrder)
-      << "the two orders are kept apart";
 }
 
 TEST_F(SiteFromEntry, EntriesThatCannotBeSitesAreRefusedWithTheirReason) {
@@ -134,41 +130,31 @@ TEST_F(SiteFromEntry, EqualityLooksOnlyAtIdentityFields) {
   EXPECT_FALSE(*a == *b);
 }
 
-TEST_F(SiteFromEntry, ACopyIsASeparateSiteSharingOnlyTheProxyRecord) {
-  auto original = siteFrom(R"(<FTPSite Type="repository" Name="f" Server="ftp.corp" Enabled="1"/>)");
-  xo::CProxyParams proxy;
-  proxy.proxyServer = L"proxy.corp";
-  ASSERT_TRUE(original->setProxy(&proxy));
-  original->setSiteOrder(12);
-  original->checkBuildTransferObject();
-  ASSERT_NE(original->getTransfer(), nullptr);
-
-  const int liveTransfers = xo::getTransferInstanceCount();
-  auto* copy = new ImSiteImpl(*original);
-  EXPECT_TRUE(copy->getRefCount() == 1 && *copy == *original && copy->getSiteOrder() == 12);
-  EXPECT_EQ(copy->getTransfer(), nullptr) << "the copy builds its own transfer object";
-  xo::CProxyParams seen;
-  ASSERT_TRUE(copy->getProxy(seen));
-  EXPECT_EQ(seen.proxyServer, L"proxy.corp");
-  copy->addRef();
-  EXPECT_EQ(copy->release() + copy->release(), 1);
-  EXPECT_EQ(xo::getTransferInstanceCount(), liveTransfers);
-  ASSERT_TRUE(original->setProxy(nullptr));
-  EXPECT_FALSE(original->getProxy(seen));
-}
-
-TEST_F(SiteFromEntry, CopiesShareTheirPropertiesUntilOneOfThemChangesItsOwn) {
+TEST_F(SiteFromEntry, ACopyIsASeparateSiteSharingOnlyTheProxyRecordAndItsPropertiesUntilOneChangesThem) {
   for (const char* xml :
-       {R"(<HttpSite Type="repository" Name="r" Server="h:80" Order="7"/>)",
-        "<HttpSite Type=\"repository\" Name=\"r\" Server=\"h\xE2\x82\xAC:80\" Order=\"7\"/>"}) {
+       {R"(<FTPSite Type="repository" Name="f" Server="h:21" Order="7"/>)",
+        "<FTPSite Type=\"repository\" Name=\"f\" Server=\"h\xE2\x82\xAC:21\" Order=\"7\"/>"}) {
     auto original = siteFrom(xml);
     const im::PropertyMap before = original->getProperties();
-    inetmgr_test::SitePtr copy(new ImSiteImpl(*original));
-    EXPECT_EQ(copy->getProperties(), before) << xml;
-    EXPECT_EQ(copy->getServerName(), before.at(L"Server")) << xml;
+    xo::CProxyParams proxy, seen;
+    proxy.proxyServer = L"proxy.corp";
+    ASSERT_TRUE(original->setProxy(&proxy));
+    original->setSiteOrder(12);
+    original->checkBuildTransferObject();
+    ASSERT_NE(original->getTransfer(), nullptr);
+    const int liveTransfers = xo::getTransferInstanceCount();
+    auto* copy = new ImSiteImpl(*original);
+    EXPECT_TRUE(copy->getRefCount() == 1 && *copy == *original && copy->getTransfer() == nullptr) << xml;
+    EXPECT_TRUE(copy->getProxy(seen) && seen.proxyServer == L"proxy.corp") << xml;
+    EXPECT_TRUE(copy->getProperties() == before && copy->getServerName() == before.at(L"Server")) << xml;
     copy->setSortOrder(9);
-    EXPECT_EQ(copy->getSortOrder(), 9) << xml;
-    EXPECT_EQ(original->getSortOrder(), 7) << xml;
-    EXPECT_EQ(original->getProperties(), before) << xml;
+    EXPECT_EQ(describe(*copy),
+              L"FTPSite repository f ip= server=" + before.at(L"Server") + L" netbios= sort=9 order=12");
+    EXPECT_TRUE(original->getSortOrder() == 7 && original->getProperties() == before) << xml;
+    copy->addRef();
+    EXPECT_EQ(copy->release() + copy->release(), 1);
+    EXPECT_EQ(xo::getTransferInstanceCount(), liveTransfers);
+    ASSERT_TRUE(original->setProxy(nullptr));
+    EXPECT_FALSE(original->getProxy(seen));
   }
 }
