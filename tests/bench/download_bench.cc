@@ -58,14 +58,15 @@ double since(std::chrono::steady_clock::time_point start) {
 int measure(std::uint64_t mib, const fs::path& into) {
   im::setLogSink(&discard, nullptr, im::LogLevel::Error);
   const inetmgr_test::ScopedDataDir data;
-  const inetmgr_test::TestCertificates certificates(data.path() / "certs");
-  const inetmgr_test::Nginx nginx(data.path() / "nginx", certificates);
-  if (!nginx.skipReason().empty()) {
-    std::printf("download_bench: skipped: %s\n", nginx.skipReason().c_str());
+  const inetmgr_test::TestCertificates certificates;
+  const inetmgr_test::Nginx nginx(certificates);
+  if (!(nginx.skipReason() + nginx.error()).empty()) {
+    std::printf("download_bench: skipped: %s\n", (nginx.skipReason() + nginx.error()).c_str());
     return 0;
   }
   const std::uint64_t size = mib << 20;
-  inetmgr_test::writeText(nginx.root() / "big.bin", "");
+  inetmgr_test::writeFile(nginx.root() / "small.bin", "warm");
+  inetmgr_test::writeFile(nginx.root() / "big.bin", "");
   fs::resize_file(nginx.root() / "big.bin", size);  // sparse: the server reads zeros from the page cache
   const std::string list = data.file("SiteList.xml");
   std::ofstream(list) << "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList><HttpSite Type=\"repository\" "
@@ -75,21 +76,20 @@ int measure(std::uint64_t mib, const fs::path& into) {
   xo::useNetworkTransfers();
 
   const fs::path base = into.empty() ? data.path() : into / ("inetmgr-bench-" + std::to_string(::getpid()));
-  const fs::path ours = base / "ours";
+  const fs::path ours = base / "ours", theirs = base / "curl.bin";
+  const std::string url = "http://127.0.0.1:" + std::to_string(nginx.httpPort()) + "/big.bin";
   im::IImNetConnection* connection = im::createConnectionObject(false);
-  // The site list is read at the first operation: a small file first.
-  inetmgr_test::writeText(nginx.root() / "small.bin", "warm");
-  connection->downloadFile(L"small.bin", L"/", ours.wstring().c_str(), L"web", nullptr, im::imFlagSiteByName);
-
+  auto fetch = [&](const wchar_t* name) {
+    return connection->downloadFile(name, L"/", ours.wstring().c_str(), L"web", nullptr, im::imFlagSiteByName);
+  };
+  fetch(L"small.bin");  // the site list is read at the first operation
   // Alternating rounds, the best of each kept: the disk's write-back makes a
   // single run depend on what was written just before it.
-  Timing best{};
-  Timing bestTool{};
+  Timing best{}, bestTool{};
   for (int round = 0; round < kRounds; ++round) {
     double cpu = cpuSeconds(RUSAGE_SELF);
     auto start = std::chrono::steady_clock::now();
-    const im::ResultCode result =
-        connection->downloadFile(L"big.bin", L"/", ours.wstring().c_str(), L"web", nullptr, im::imFlagSiteByName);
+    const im::ResultCode result = fetch(L"big.bin");
     const Timing timing{since(start), cpuSeconds(RUSAGE_SELF) - cpu, 0};
     if (result != im::rcSuccess || fs::file_size(ours / "big.bin") != size) {
       std::printf("download_bench: the download failed (%d)\n", static_cast<int>(result));
@@ -98,8 +98,6 @@ int measure(std::uint64_t mib, const fs::path& into) {
     fs::remove(ours / "big.bin");
     if (round == 0 || timing.seconds < best.seconds) best = timing;
 
-    const std::string theirs = (base / "curl.bin").string();
-    const std::string url = "http://127.0.0.1:" + std::to_string(nginx.httpPort()) + "/big.bin";
     cpu = cpuSeconds(RUSAGE_CHILDREN);
     start = std::chrono::steady_clock::now();
     const pid_t child = ::fork();
@@ -133,8 +131,7 @@ int measure(std::uint64_t mib, const fs::path& into) {
               "ratio %5.3f, synced %5.3f | peak RSS %5.1f MiB\n",
               static_cast<unsigned long long>(mib), megabytes / best.seconds, best.cpu, megabytes / bestTool.seconds,
               bestTool.cpu, megabytes / bestTool.syncedSeconds, bestTool.seconds / best.seconds,
-              bestTool.syncedSeconds / best.seconds,
-              static_cast<double>(self.ru_maxrss) / 1024.0);
+              bestTool.syncedSeconds / best.seconds, static_cast<double>(self.ru_maxrss) / 1024.0);
   return 0;
 }
 

@@ -38,16 +38,16 @@ std::string encrypted(const std::wstring& plain) {
 }
 
 TEST_F(CurlSites, ADownloadUsesTheSiteCredentialsCaBundleAndProxy) {
-  TempDir servers;
-  TestCertificates certificates(servers.path() / "certs");
+  TestCertificates certificates;
   if (!certificates.made) GTEST_SKIP() << "the openssl CLI could not make the test certificates";
-  Nginx nginx(servers.path() / "nginx", certificates);
-  if (!nginx.skipReason().empty()) GTEST_SKIP() << nginx.skipReason();
-  Tinyproxy proxy(servers.path() / "proxy");
-  if (!proxy.skipReason().empty()) GTEST_SKIP() << proxy.skipReason();
+  Nginx nginx(certificates);
+  Tinyproxy proxy;
+  for (const LocalServer* server : {static_cast<const LocalServer*>(&nginx), static_cast<const LocalServer*>(&proxy)}) {
+    if (!server->skipReason().empty()) GTEST_SKIP() << server->skipReason();
+    ASSERT_EQ(server->error(), "");
+  }
   const std::string content = randomBytes(1 << 20);
-  writeText(nginx.root() / "private/repo/pkg.bin", content);
-
+  writeFile(nginx.root() / "private/repo/pkg.bin", content);
   writeDocument("<HttpSite Type=\"repository\" Name=\"web\" Server=\"localhost:" + std::to_string(nginx.httpPort()) +
                     "\" SecurePort=\"" + std::to_string(nginx.httpsPort()) + "\" Enabled=\"1\" UserName=\"agent\" Password=\"" +
                     encrypted(L"s3cret") + "\"><RelativePath>private</RelativePath><UseAuth>1</UseAuth></HttpSite>"
@@ -70,7 +70,7 @@ TEST_F(CurlSites, ADownloadUsesTheSiteCredentialsCaBundleAndProxy) {
   EXPECT_EQ(site->downloadFile(L"pkg.bin", L"repo", destination.wstring().c_str(), false, L"?tenant=a b"),
             im::rcSuccess);
   site->release();
-  EXPECT_TRUE(readText(destination / "pkg.bin") == content);
+  EXPECT_TRUE(readFile(destination / "pkg.bin") == content);
   EXPECT_TRUE(transferErrors(log).empty());
   EXPECT_TRUE(eventually([&] {
     const std::string requests = nginx.accessLog();
@@ -89,12 +89,12 @@ TEST_F(CurlSites, TheSpipeUploadMovesFromADeadServerToALiveOneAndKeepsItsAnswer)
              spipeSite("live", "127.0.0.1:" + std::to_string(live.port()), "Enabled=\"1\" Order=\"2\""));
   TempDir work;
   const std::string request = randomBytes(200000, 4);
-  writeText(work.path() / "req.bin", request);
+  writeFile(work.path() / "req.bin", request);
   long code = 1;
   EXPECT_EQ(im::uploadFileAndGetResponse(work.wfile("req.bin").c_str(), L"G-7", work.wfile("answer.xml").c_str(), &code),
             im::rcSuccess);
   EXPECT_EQ(code, 0);
-  EXPECT_EQ(readText(work.path() / "answer.xml"), "<Response>ok</Response>");
+  EXPECT_EQ(readFile(work.path() / "answer.xml"), "<Response>ok</Response>");
   ASSERT_EQ(live.received().size(), 1u);
   EXPECT_EQ(live.received()[0].line, "POST /spipe/pkg?AgentGuid=G-7&Source=Agent_3.0.0 HTTP/1.1");
   EXPECT_TRUE(live.received()[0].body == request);

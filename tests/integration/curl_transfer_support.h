@@ -1,12 +1,10 @@
 // What the libcurl transfer tests share: transfer objects set up as a site
-// would, a progress sink that records and can stop, and file helpers.
+// would, the error lines they log, and waiting for a server's log.
 #ifndef INETMGR_TESTS_INTEGRATION_CURL_TRANSFER_SUPPORT_H
 #define INETMGR_TESTS_INTEGRATION_CURL_TRANSFER_SUPPORT_H
 
 #include <chrono>
-#include <filesystem>
 #include <memory>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,19 +12,11 @@
 #include "inetmgr/xoinet.h"
 #include "support/local_servers.h"
 #include "support/log_capture.h"
+#include "support/transfer_files.h"
 #include "xoinet/network_transfer.h"
 #include "xoinet/transfer_backends.h"
 
 namespace inetmgr_test {
-
-namespace xo = corvane_com::zel::xoInet;
-
-inline std::string randomBytes(std::size_t size, unsigned seed = 7) {
-  std::mt19937 generator(seed);
-  std::string bytes(size, '\0');
-  for (char& c : bytes) c = static_cast<char>(generator() & 0xff);
-  return bytes;
-}
 
 struct TransferOptionsForTest {
   xo::xoInetProtocol protocol = xo::xoInetProtocolHttp;
@@ -59,35 +49,6 @@ inline std::unique_ptr<xo::TransferItf> makeTransfer(const TransferOptionsForTes
   return transfer;
 }
 
-// Records each report with its time; answers false from report `stopAt` on,
-// and takes 260 ms over each of the first `slowReports`.
-class RecordingSink : public xo::CNetSessionSink {
- public:
-  struct Report {
-    unsigned int done;
-    long total;
-    std::chrono::steady_clock::time_point at;
-  };
-
-  bool OnProgress(const unsigned int& done, const long& total, const xo::INETSTATUS&, const wchar_t*, const wchar_t*,
-                  const wchar_t*, bool*) override {
-    reports.push_back({done, total, std::chrono::steady_clock::now()});
-    if (static_cast<int>(reports.size()) <= slowReports) std::this_thread::sleep_for(std::chrono::milliseconds(260));
-    return stopAt < 0 || static_cast<int>(reports.size()) <= stopAt;
-  }
-
-  std::vector<Report> reports;
-  int stopAt = -1;
-  int slowReports = 0;
-};
-
-inline xo::xoInetError download(xo::TransferItf& transfer, const std::filesystem::path& target,
-                                const std::wstring& remote, long resumePoint = 0, xo::CNetSessionSink* sink = nullptr) {
-  bool resume = resumePoint > 0;
-  const bool proxyCache = false;
-  return transfer.DownloadFile(target.wstring(), remote, sink, &resumePoint, resume, proxyCache);
-}
-
 // The error lines logged under "xoinet".
 inline std::vector<std::wstring> transferErrors(const LogCapture& log) {
   std::vector<std::wstring> lines;
@@ -100,10 +61,7 @@ inline std::vector<std::wstring> transferErrors(const LogCapture& log) {
 // Whether `predicate` holds within 3 s (servers write their logs after the answer).
 template <class Predicate>
 bool eventually(Predicate predicate) {
-  for (int i = 0; i < 60; ++i) {
-    if (predicate()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
+  for (int i = 0; i < 60 && !predicate(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(50));
   return predicate();
 }
 

@@ -16,7 +16,7 @@
 #include "inetmgr/password.h"
 #include "inetmgr/xoinet.h"
 #include "support/log_capture.h"
-#include "support/smb_server.h"
+#include "support/local_servers.h"
 #include "support/temp_dir.h"
 #include "support/transfer_files.h"
 
@@ -34,7 +34,7 @@ extern "C" __attribute__((visibility("default"), used)) const char* __lsan_defau
 
 namespace {
 
-using inetmgr_test::SmbServer;
+using namespace inetmgr_test;  // NOLINT(google-build-using-namespace)
 
 const std::wstring kPassword = L"Sm6-pa\u00df";  // SmbServer::kPassword
 
@@ -43,73 +43,37 @@ struct DestroyTransfer {
 };
 using Transfer = std::unique_ptr<xo::TransferItf, DestroyTransfer>;
 
-using inetmgr_test::partsLeft;
-using inetmgr_test::randomBytes;
-using inetmgr_test::readFile;
-using inetmgr_test::writeFile;
-
-// Stops the transfer at the first report past `limit` bytes.
-class StopAfter : public xo::CNetSessionSink {
- public:
-  explicit StopAfter(unsigned int limit) : limit_(limit) {}
-  bool OnProgress(const unsigned int& done, const long& total, const xo::INETSTATUS&, const wchar_t*, const wchar_t*,
-                  const wchar_t*, bool*) override {
-    last = done;
-    lastTotal = total;
-    ++reports;
-    return done <= limit_;
-  }
-  unsigned int last = 0;
-  long lastTotal = 0;
-  int reports = 0;
-
- private:
-  unsigned int limit_;
-};
-
 class SmbTransfer : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     xo::useNetworkTransfers();
     server_ = new SmbServer();
   }
-  static void TearDownTestSuite() {
-    delete server_;
-    server_ = nullptr;
-  }
+  static void TearDownTestSuite() { delete server_; }
   void SetUp() override {
     if (!server_->skipReason().empty()) GTEST_SKIP() << server_->skipReason();
     ASSERT_EQ(server_->error(), "");
-    fs::remove_all(server_->share() / "root");
-    fs::create_directories(server_->share() / "root");
+    fs::remove_all(remote(""));
+    fs::create_directories(remote(""));
   }
 
   // A transfer to the share's "root" directory with `password`, logged on
   // when `logon` (and then checked to have succeeded).
-  static Transfer transfer(const std::wstring& password = L"", bool logon = true) {
+  static Transfer transfer(const std::wstring& password = kPassword, bool logon = true) {
     Transfer made(xo::XoInetItfFactory::CreateInterface(xo::xoInetProtocolUnc));
     const std::string server = server_->address();
     made->SetOption(xo::optUncServer, std::wstring(server.begin(), server.end()));
     made->SetOption(xo::optShareName, std::wstring(L"share"));
     made->SetOption(xo::optRelativePath, std::wstring(L"\\root\\"));
     made->SetOption(xo::optUserName, std::wstring(L"root"));
-    made->SetOption(xo::optPassword, password.empty() ? kPassword : password);
-    if (logon) {
-      EXPECT_EQ(made->Logon(false, 10), xo::rcNoError);
-    }
+    made->SetOption(xo::optPassword, password);
+    EXPECT_EQ(logon ? made->Logon(false, 10) : xo::rcNoError, xo::rcNoError);
     return made;
   }
-
-  static xo::xoInetError download(xo::TransferItf& transfer, const fs::path& to, const std::wstring& from,
-                                  long resumeAt = 0, xo::CNetSessionSink* sink = nullptr) {
-    bool resume = resumeAt != 0;
-    return transfer.DownloadFile(to.wstring(), from, sink, &resumeAt, resume, false);
-  }
-
-  fs::path remote(const std::string& name) const { return server_->share() / "root" / name; }
+  static fs::path remote(const std::string& name) { return server_->share() / "root" / name; }
 
   static SmbServer* server_;
-  inetmgr_test::TempDir local_;
+  TempDir local_;
 };
 
 SmbServer* SmbTransfer::server_ = nullptr;
@@ -122,25 +86,22 @@ TEST_F(SmbTransfer, DownloadsByteExactAndResumesOnlyFromAPartialThatIsStillValid
   writeFile(remote("dir/big.bin"), content, past);
   Transfer smb = transfer();
   const fs::path target = local_.path() / "new/dir/big.bin";
-  StopAfter watcher(~0u);
-  ASSERT_EQ(download(*smb, target, L"/dir/big.bin", 0, &watcher), xo::rcNoError);
+  RecordingSink sink;
+  ASSERT_EQ(download(*smb, target, L"/dir/big.bin", 0, &sink), xo::rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "whole download differs";
-  EXPECT_EQ(watcher.last, content.size());
-  EXPECT_EQ(watcher.lastTotal, static_cast<long>(content.size()));
+  EXPECT_EQ(sink.last(), std::to_string(content.size()) + "/" + std::to_string(content.size()));
 
-  // A partial newer than the remote file is kept: its (marked) first MiB stays.
-  const std::size_t offset = 1024 * 1024;
-  const std::string marked = std::string(offset, 'X');
+  // A partial newer than the remote file is kept: its (marked) first MiB
+  // stays. One older than the remote file, or longer than it, is fetched whole.
+  const std::string marked(1024 * 1024, 'X');
+  const long offset = static_cast<long>(marked.size());
   writeFile(target, marked);
-  ASSERT_EQ(download(*smb, target, L"dir\\big.bin", static_cast<long>(offset)), xo::rcNoError);
-  EXPECT_TRUE(readFile(target) == marked + content.substr(offset)) << "resume did not continue at the offset";
-
-  // The remote file changed after the partial was written, or is shorter than
-  // the offset: fetched whole.
+  ASSERT_EQ(download(*smb, target, L"dir\\big.bin", offset), xo::rcNoError);
+  EXPECT_TRUE(readFile(target) == marked + content.substr(marked.size())) << "resume did not continue at the offset";
   writeFile(target, marked, past - 60);
-  ASSERT_EQ(download(*smb, target, L"dir/big.bin", static_cast<long>(offset)), xo::rcNoError);
+  ASSERT_EQ(download(*smb, target, L"dir/big.bin", offset), xo::rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "changed remote file was resumed";
-  writeFile(target, content + std::string(offset, 'Y'));
+  writeFile(target, content + marked);
   ASSERT_EQ(download(*smb, target, L"dir/big.bin", static_cast<long>(content.size() + 10)), xo::rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "shorter remote file was resumed";
   EXPECT_EQ(partsLeft(local_.path()), "");
@@ -152,83 +113,63 @@ TEST_F(SmbTransfer, EachFailureHasItsCodeAndOneLogLineNamingThePath) {
   writeFile(target, "previous");
   const std::string address = server_->address();
   const std::wstring root = L"smb://" + std::wstring(address.begin(), address.end()) + L"/share/root";
-  {
-    Transfer smb = transfer(L"", false);
-    EXPECT_EQ(download(*smb, target, L"big.bin"), xo::rcNotLoggedOn);
-    EXPECT_EQ(smb->UploadFile(target.wstring(), L"x", nullptr), xo::rcNotLoggedOn);
-  }
+  EXPECT_EQ(download(*transfer(kPassword, false), target, L"big.bin"), xo::rcNotLoggedOn);
+  EXPECT_EQ(transfer(kPassword, false)->UploadFile(target.wstring(), L"x", nullptr), xo::rcNotLoggedOn);
+  // Logs on after `change` set its options.
+  auto logon = [](const std::function<void(xo::TransferItf&)>& change) {
+    Transfer smb = transfer(kPassword, false);
+    change(*smb);
+    return smb->Logon(false, 5);
+  };
+  Endpoint closed("127.0.0.1", false);
   struct Case {
-    const char* what;
     xo::xoInetError code;
-    std::wstring logged;
+    std::wstring logged;  // the one error line; empty: none
     std::function<xo::xoInetError()> run;
   } cases[] = {
-      {"stopped by the sink (not a failure: no error line)", xo::rcAborted, L"",
-       [&] {
-         StopAfter stop(1024 * 1024);
-         return download(*transfer(), target, L"big.bin", 0, &stop);
-       }},
-      {"missing file", xo::rcNotFound, root + L"/none/such.bin: No such file or directory; transfer code -5",
+      {xo::rcAborted, L"", [&] { RecordingSink stop(1); return download(*transfer(), target, L"big.bin", 0, &stop); }},
+      {xo::rcNotFound, root + L"/none/such.bin: No such file or directory; transfer code -5",
        [&] { return download(*transfer(), target, L"none/such.bin"); }},
-      {"wrong password", xo::rcLogonRefused, root + L": Permission denied; transfer code -3",
+      {xo::rcLogonRefused, root + L": Permission denied; transfer code -3",
        [&] { return transfer(L"wrong-password", false)->Logon(false, 10); }},
-      {"own account, no ticket, no guest", xo::rcLogonRefused, root + L": Permission denied; transfer code -3",
-       [&] {
-         Transfer smb = transfer(L"", false);
-         smb->SetOption(xo::optUserName, std::wstring());
-         smb->SetOption(xo::optUseLogonUserAccount, true);
-         return smb->Logon(false, 10);
-       }},
-      {"missing share", xo::rcNotFound, L"/nosuch: No such file or directory; transfer code -5",
-       [&] {
-         Transfer smb = transfer(L"", false);
-         smb->SetOption(xo::optShareName, std::wstring(L"nosuch"));
-         smb->SetOption(xo::optRelativePath, std::wstring());
-         return smb->Logon(false, 10);
-       }},
-      {"nothing listening", xo::rcCannotConnect, L": Connection refused; transfer code -2",
-       [&] {
-         inetmgr_test::Endpoint closed("127.0.0.1", false);
-         Transfer smb = transfer(L"", false);
-         smb->SetOption(xo::optUncServer, std::wstring(closed.text().begin(), closed.text().end()));
-         return smb->Logon(false, 5);
-       }},
+      {xo::rcLogonRefused, root + L": Permission denied; transfer code -3",  // own account, no ticket, no guest
+       [&] { return logon([](auto& smb) {
+           smb.SetOption(xo::optUserName, std::wstring());
+           smb.SetOption(xo::optUseLogonUserAccount, true);
+         }); }},
+      {xo::rcNotFound, L"/nosuch: No such file or directory; transfer code -5",
+       [&] { return logon([](auto& smb) {
+           smb.SetOption(xo::optShareName, std::wstring(L"nosuch"));
+           smb.SetOption(xo::optRelativePath, std::wstring());
+         }); }},
+      {xo::rcCannotConnect, L": Connection refused; transfer code -2",
+       [&] { return logon([&](auto& smb) {
+           smb.SetOption(xo::optUncServer, std::wstring(closed.text().begin(), closed.text().end()));
+         }); }},
   };
   for (const Case& c : cases) {
-    inetmgr_test::LogCapture log(im::LogLevel::Error);
-    EXPECT_EQ(c.run(), c.code) << c.what;
+    LogCapture log(im::LogLevel::Error);
+    EXPECT_EQ(c.run(), c.code) << c.code;
     std::wstring lines;
     for (const auto& record : log.records()) lines += record.tag + L" " + record.text + L"\n";
-    EXPECT_EQ(log.records().size(), c.logged.empty() ? 0u : 1u) << c.what << "\n" << std::string(lines.begin(), lines.end());
-    EXPECT_NE(lines.find(c.logged), std::wstring::npos) << c.what << "\n" << std::string(lines.begin(), lines.end());
-    EXPECT_EQ(lines.find(L"wrong-password"), std::wstring::npos) << c.what;
+    const std::string shown(lines.begin(), lines.end());
+    EXPECT_EQ(log.records().size(), c.logged.empty() ? 0u : 1u) << shown;
+    EXPECT_NE(lines.find(c.logged), std::wstring::npos) << shown;
+    EXPECT_EQ(lines.find(L"wrong-password"), std::wstring::npos) << shown;
   }
   EXPECT_EQ(readFile(target), "previous") << "a stopped download replaced the destination";
   EXPECT_EQ(partsLeft(local_.path()), "");
 }
-
-// Calls `action` at its first report.
-class ActAtFirstReport : public xo::CNetSessionSink {
- public:
-  explicit ActAtFirstReport(std::function<void()> action) : action_(std::move(action)) {}
-  bool OnProgress(const unsigned int&, const long&, const xo::INETSTATUS&, const wchar_t*, const wchar_t*,
-                  const wchar_t*, bool*) override {
-    if (action_) std::exchange(action_, nullptr)();
-    return true;
-  }
-
- private:
-  std::function<void()> action_;
-};
 
 TEST_F(SmbTransfer, AFrozenServerIsNoConnectionAtLogonAndAFailureForNowMidway) {
   writeFile(remote("big.bin"), randomBytes(4 * 1024 * 1024, 5));
   xo::setNetworkTimeouts(30, 2);
   Transfer smb = transfer();
   server_->freeze(true);
-  EXPECT_EQ(transfer(L"", false)->Logon(false, 1), xo::rcCannotConnect);
+  EXPECT_EQ(transfer(kPassword, false)->Logon(false, 1), xo::rcCannotConnect);
   server_->freeze(false);
-  ActAtFirstReport freeze([] { server_->freeze(true); });
+  RecordingSink freeze;
+  freeze.atFirst = [] { server_->freeze(true); };
   EXPECT_EQ(download(*smb, local_.path() / "big.bin", L"big.bin", 0, &freeze), xo::rcTransient);
   server_->freeze(false);
   xo::setNetworkTimeouts(30, 60);
@@ -252,12 +193,11 @@ TEST_F(SmbTransfer, UploadsThroughATemporaryNameDownloadsBackAndDeletes) {
   EXPECT_TRUE(readFile(remote("in/new/up.bin")) == content);
   EXPECT_TRUE(readFile(remote("in/up.bin")) == content);
   EXPECT_TRUE(readFile(remote("in/new/renamed.bin")) == content);
-  StopAfter stop(0);
+  RecordingSink stop(1);
   EXPECT_EQ(smb->UploadFile(source.wstring(), L"in/stopped.bin", &stop), xo::rcAborted);
   EXPECT_EQ(readFile(remote("in/stopped.bin")), "old");
   EXPECT_EQ(partsLeft(server_->share()), "");
   EXPECT_EQ(smb->UploadFile((local_.path() / "none").wstring(), L"in/x", nullptr), xo::rcLocalFile);
-
   ASSERT_EQ(download(*smb, local_.path() / "back.bin", L"in/new/renamed.bin"), xo::rcNoError);
   EXPECT_TRUE(readFile(local_.path() / "back.bin") == content);
 

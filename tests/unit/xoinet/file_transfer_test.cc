@@ -18,10 +18,7 @@ namespace {
 
 using namespace corvane_com::zel::xoInet;  // NOLINT(google-build-using-namespace)
 namespace fs = std::filesystem;
-using inetmgr_test::partsLeft;
-using inetmgr_test::randomBytes;
-using inetmgr_test::readFile;
-using inetmgr_test::writeFile;
+using namespace inetmgr_test;  // NOLINT(google-build-using-namespace)
 
 // Backend objects are made directly here; the factory's go back to it.
 struct Destroy {
@@ -31,64 +28,48 @@ struct GiveBack {
   void operator()(TransferItf* itf) const { XoInetItfFactory::DestroyInterface(itf); }
 };
 
-// Answers `answer` to every report and remembers the last.
-class Sink : public CNetSessionSink {
- public:
-  explicit Sink(bool answer) : answer_(answer) {}
-  bool OnProgress(const unsigned int& done, const long& total, const INETSTATUS&, const wchar_t*, const wchar_t*,
-                  const wchar_t*, bool*) override {
-    last = std::to_string(done) + "/" + std::to_string(total);
-    return answer_;
-  }
-  std::string last;
-
- private:
-  bool answer_;
-};
-
 }  // namespace
 
-TEST(FileTransfer, MovesFilesBelowItsRootResumesOnlyValidPartialsAndStopsWhenAsked) {
+// The local path is the cheapest backend, so the parts every backend shares
+// (the download's temporary file and the paced progress reports) are checked here.
+TEST(FileTransfer, MovesFilesBelowItsRootResumesOnlyValidPartialsAndReportsPacedProgress) {
   inetmgr_test::TempDir dir;
-  const fs::path root = dir.path() / "root";
+  const fs::path root = dir.path() / "root", target = dir.path() / "out/new/file.bin";
   const std::string content = randomBytes(3 * 1024 * 1024 + 11, 7);
   const time_t past = ::time(nullptr) - 3600;
   writeFile(root / "pkg/file.bin", content, past);
-
   std::unique_ptr<TransferItf, Destroy> local(createFileTransfer(xoInetProtocolLocal));
   local->SetOption(optRelativePath, root.wstring());
-  const fs::path target = dir.path() / "out/new/file.bin";
-  long resumeAt = 0;
-  bool resume = false;
-  auto download = [&](long from, CNetSessionSink* sink, const std::wstring& source = L"\\pkg\\file.bin") {
-    resumeAt = from;
-    resume = from != 0;
-    return local->DownloadFile(target.wstring(), source, sink, &resumeAt, resume, false);
-  };
-  EXPECT_EQ(download(0, nullptr), rcNotLoggedOn);
+  EXPECT_EQ(download(*local, target, L"\\pkg\\file.bin"), rcNotLoggedOn);
   ASSERT_EQ(local->Logon(false, 0), rcNoError);
-  Sink watch(true);
-  ASSERT_EQ(download(0, &watch), rcNoError);
+  // The first report comes at once, then at most one each 250 ms, and the last always.
+  RecordingSink paced;
+  paced.slowReports = 1;
+  ASSERT_EQ(download(*local, target, L"\\pkg\\file.bin", 0, &paced), rcNoError);
   EXPECT_TRUE(readFile(target) == content);
-  EXPECT_EQ(watch.last, std::to_string(content.size()) + "/" + std::to_string(content.size()));
+  std::string reports;
+  for (const auto& report : paced.reports) reports += std::to_string(report.done) + "/" + std::to_string(report.total) + " ";
+  const std::string total = "/" + std::to_string(content.size()) + " ";
+  EXPECT_EQ(reports, "0" + total + std::to_string(1 << 20) + total + std::to_string(content.size()) + total);
 
   // A partial newer than the source keeps its (marked) prefix; one older than
   // the source, or longer than it, is fetched whole.
   const std::string marked(1024 * 1024, 'X');
   writeFile(target, marked);
-  ASSERT_EQ(download(static_cast<long>(marked.size()), nullptr), rcNoError);
+  ASSERT_EQ(download(*local, target, L"pkg/file.bin", static_cast<long>(marked.size())), rcNoError);
   EXPECT_TRUE(readFile(target) == marked + content.substr(marked.size())) << "not resumed at the offset";
   writeFile(target, marked, past - 60);
-  ASSERT_EQ(download(static_cast<long>(marked.size()), nullptr), rcNoError);
+  ASSERT_EQ(download(*local, target, L"pkg/file.bin", static_cast<long>(marked.size())), rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "a partial older than the source was resumed";
   writeFile(target, content + marked);
-  ASSERT_EQ(download(static_cast<long>(content.size() + 1), nullptr), rcNoError);
+  ASSERT_EQ(download(*local, target, L"pkg/file.bin", static_cast<long>(content.size() + 1)), rcNoError);
   EXPECT_TRUE(readFile(target) == content) << "a partial longer than the source was resumed";
 
+  // A stop or a failure leaves the destination as it was.
   writeFile(target, "previous");
-  Sink stop(false);
-  EXPECT_EQ(download(0, &stop), rcAborted);
-  EXPECT_EQ(download(0, nullptr, L"pkg/none.bin"), rcNotFound);
+  RecordingSink stop(0);
+  EXPECT_EQ(download(*local, target, L"pkg/file.bin", 0, &stop), rcAborted);
+  EXPECT_EQ(download(*local, target, L"pkg/none.bin"), rcNotFound);
   EXPECT_EQ(readFile(target), "previous");
 
   // An upload to a directory keeps the file's name there.
