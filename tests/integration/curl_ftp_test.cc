@@ -36,10 +36,8 @@ TEST_F(CurlFtp, OneLogonCarriesDownloadsResumesUploadsAndDeletes) {
   const fs::path out = dir_.path() / "out" / "pkg.bin";
   EXPECT_EQ(download(*ftp, out, L"pkg.bin"), xo::rcNotLoggedOn);
   ASSERT_EQ(ftp->Logon(false, 0), xo::rcNoError);
-  RecordingSink sink;
-  ASSERT_EQ(download(*ftp, out, L"pkg.bin", 0, &sink), xo::rcNoError);
+  ASSERT_EQ(download(*ftp, out, L"pkg.bin"), xo::rcNoError);
   EXPECT_TRUE(readFile(out) == content_);
-  EXPECT_EQ(sink.last(), std::to_string(content_.size()) + "/" + std::to_string(content_.size()));
 
   // Resumed where the server's file is older than the partial one (its
   // prefix kept), fetched whole where it is newer (a garbage prefix dropped).
@@ -47,7 +45,8 @@ TEST_F(CurlFtp, OneLogonCarriesDownloadsResumesUploadsAndDeletes) {
   const std::string rest = "\"REST " + std::to_string(point) + "\"";
   for (const bool changed : {false, true}) {
     writeFile(out, changed ? randomBytes(2 << 20, 5) : content_.substr(0, 2 << 20));
-    fs::last_write_time(out, fs::last_write_time(ftp_.root() / "pub/pkg.bin") + std::chrono::seconds(changed ? -100 : 100));
+    const auto served = fs::last_write_time(ftp_.root() / "pub/pkg.bin");
+    fs::last_write_time(out, served + std::chrono::seconds(changed ? -100 : 100));
     const std::size_t rests = occurrences(ftp_.log(), rest);
     EXPECT_EQ(download(*ftp, out, L"pkg.bin", point), xo::rcNoError) << changed;
     EXPECT_TRUE(readFile(out) == content_) << changed;
