@@ -227,13 +227,12 @@ TEST(CurlEndpoint, UploadsStreamTheFileAndKeepTheAnswerAndStallsOrHangUpsAreTran
     fs::remove(response);
     EXPECT_EQ(partsLeft(response.parent_path()), "") << c.status;
   }
-  // The explicit response path, and the response file of a plain upload is used once only.
+  // The response file of a plain upload is used once only; the explicit response path.
   endpoint.reply(TestHttpEndpoint::Mode::answer, 200, "second");
-  EXPECT_EQ(http->UploadFileResponse(request, spipe, response.wstring(), nullptr), xo::rcNoError);
-  EXPECT_EQ(readFile(response), "second");
-  fs::remove(response);
   EXPECT_EQ(http->UploadFile(request, spipe, nullptr), xo::rcNoError);
   EXPECT_FALSE(fs::exists(response));
+  EXPECT_EQ(http->UploadFileResponse(request, spipe, response.wstring(), nullptr), xo::rcNoError);
+  EXPECT_EQ(readFile(response), "second");
   EXPECT_EQ(http->UploadFile(dir.wfile("missing.bin"), spipe, nullptr), xo::rcLocalFile);
 
   // Downloads from a server that stops sending, or hangs up, midway.
