@@ -24,12 +24,6 @@ namespace {
 
 void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
 
-std::wstring pf(const std::string& text) {
-  std::wstring wide;
-  im::fromUtf8(text, wide);
-  return wide;
-}
-
 // Milliseconds the store takes to read and rank a list of `hosts` by ping
 // time, from inside namespace `ns`, and whether every repository was measured.
 double rankMs(const std::string& ns, const std::vector<std::string>& hosts, bool& allMeasured) {
@@ -43,16 +37,17 @@ double rankMs(const std::string& ns, const std::vector<std::string>& hosts, bool
   list << "</SiteList><Policies><Setting name=\"uiFindNearestMethod\">0</Setting>"
        << "<Setting name=\"nMaxPingTimeout\">1</Setting></Policies></SiteLists>";
   list.close();
-  im::setSiteListSource(pf(data.file("SiteList.xml")).c_str());
+  std::wstring path;
+  im::fromUtf8(data.file("SiteList.xml"), path);
+  im::setSiteListSource(path.c_str());
   const inetmgr_test::InNamespace inside(ns);
   const auto start = std::chrono::steady_clock::now();
   const im::IImSiteList_ptr sites = im::createSiteListSmartObject(false);
   const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
   allMeasured = sites->getSiteCount() == hosts.size();
   sites->reset();
-  for (im::IImSite* site = nullptr; sites->getNextSite(site) == im::rcSuccess; site->release()) {
+  for (im::IImSite* site = nullptr; sites->getNextSite(site) == im::rcSuccess; site->release())
     allMeasured = allMeasured && site->getSiteOrder() < 65534;
-  }
   return ms;
 }
 

@@ -16,6 +16,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -23,9 +24,6 @@
 
 #include "bench_documents.h"
 #include "inetmgr/inetmgr.h"
-#include "platform/files.h"
-#include "platform/utf8.h"
-#include "support/temp_dir.h"
 
 namespace im = corvane_com::zel::inetmgr;
 namespace pf = corvane_com::zel::platform;
@@ -34,33 +32,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using PropertyMap = std::map<std::wstring, std::wstring>;
-
-void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
-
-std::string dataDirectory() {
-  static std::string dir = [] {
-    if (const char* inherited = std::getenv("INETMGR_DATA_DIR")) return std::string(inherited);
-    // Under the test root, which this process removes at exit.
-    std::string pattern = (inetmgr_test::testRoot() / "bench-XXXXXX").string();
-    std::string made = ::mkdtemp(pattern.data());
-    ::setenv("INETMGR_DATA_DIR", made.c_str(), 1);
-    return made;
-  }();
-  ::setenv("INETMGR_TEST_IP_ADDRESS", "10.0.0.1", 1);
-  im::setLogSink(&discard, nullptr, im::LogLevel::Error);
-  return dir;
-}
-
-// The document of `sites` sites, written once per process.
-std::string siteListFile(int sites, bool credentials = true) {
-  const std::string path =
-      dataDirectory() + "/SiteList" + std::to_string(sites) + (credentials ? "" : "-nocredentials") + ".xml";
-  if (::access(path.c_str(), R_OK) != 0 &&
-      !pf::AFile::write(pf::fromUtf8(path), inetmgr_bench::generateSiteList(sites, credentials))) {
-    return std::string();
-  }
-  return path;
-}
+using inetmgr_bench::siteListFile;
 
 // The floor: one property map per site entry (child element texts, then
 // attributes, as the library reads them), the DOM freed on return.
@@ -107,65 +79,56 @@ im::IImSiteList* firstLoad(int sites) {
   return nullptr;
 }
 
-double milliseconds(Clock::duration elapsed) {
-  return std::chrono::duration<double, std::milli>(elapsed).count();
-}
-
-// This thread's processor time, which other processes on a busy machine
-// disturb much less than the wall clock.
-double threadMilliseconds() {
-  timespec now{};
-  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+// The wall-clock and this thread's processor milliseconds `run` takes; the
+// second is disturbed much less by other processes on a busy machine.
+template <class Run>
+std::pair<double, double> timed(Run run) {
+  const auto cpuMs = [] {
+    timespec now{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+  };
+  const Clock::time_point start = Clock::now();
+  const double startCpu = cpuMs();
+  run();
+  const double cpu = cpuMs() - startCpu;
+  return {std::chrono::duration<double, std::milli>(Clock::now() - start).count(), cpu};
 }
 
 // Each iteration times one first load and, untimed for the benchmark but
 // clocked alongside, one run of the floor, each starting from a process that
 // holds no list; the ratio of the best times of each is the load's cost in
 // multiples of the floor, by the wall clock and by this thread's processor
-// time (the second is steadier on a busy machine, but leaves out the time the
-// load waits for its cache file to reach the disk). The second argument says whether every fourth site
-// has credentials (whose passwords are decrypted and encrypted again).
+// time (steadier, but it leaves out the load's wait for its cache file to reach
+// the disk). The second argument says whether every fourth site has
+// credentials (whose passwords are decrypted and encrypted again).
 void BM_FirstLoad(benchmark::State& state) {
   const int sites = static_cast<int>(state.range(0));
   const std::string path = siteListFile(sites, state.range(1) != 0);
-  double bestLoad = std::numeric_limits<double>::max();
-  double bestFloor = std::numeric_limits<double>::max();
-  double bestLoadCpu = std::numeric_limits<double>::max();
-  double bestFloorCpu = std::numeric_limits<double>::max();
+  constexpr double kNone = std::numeric_limits<double>::max();
+  std::pair<double, double> bestLoad{kNone, kNone}, bestFloor{kNone, kNone};  // {wall, processor}
+  const auto keepBest = [](std::pair<double, double>& best, std::pair<double, double> time) {
+    best = {std::min(best.first, time.first), std::min(best.second, time.second)};
+  };
   for (auto _ : state) {
     forgetEverything(path);
-    const Clock::time_point start = Clock::now();
-    const double startCpu = threadMilliseconds();
-    im::IImSiteList* list = firstLoad(sites);
-    const double loadCpu = threadMilliseconds() - startCpu;
-    const Clock::duration load = Clock::now() - start;
-    if (list == nullptr) {
-      state.SkipWithError("the site list did not load whole");
-      return;
-    }
+    im::IImSiteList* list = nullptr;
+    const auto load = timed([&] { list = firstLoad(sites); });
+    if (list == nullptr) return state.SkipWithError("the site list did not load whole");
     list->destroy();
-    state.SetIterationTime(std::chrono::duration<double>(load).count());
+    state.SetIterationTime(load.first / 1e3);
 
     forgetEverything(path);
-    const Clock::time_point floorStart = Clock::now();
-    const double floorStartCpu = threadMilliseconds();
-    std::vector<PropertyMap> maps = pugixmlPropertyMaps(path);
-    const double floorCpu = threadMilliseconds() - floorStartCpu;
-    const Clock::duration floor = Clock::now() - floorStart;
-    if (maps.size() != static_cast<std::size_t>(sites)) {
-      state.SkipWithError("pugixml did not read every site");
-      return;
-    }
-    bestLoad = std::min(bestLoad, milliseconds(load));
-    bestFloor = std::min(bestFloor, milliseconds(floor));
-    bestLoadCpu = std::min(bestLoadCpu, loadCpu);
-    bestFloorCpu = std::min(bestFloorCpu, floorCpu);
+    std::vector<PropertyMap> maps;
+    const auto floor = timed([&] { maps = pugixmlPropertyMaps(path); });
+    if (maps.size() != static_cast<std::size_t>(sites)) return state.SkipWithError("pugixml did not read every site");
+    keepBest(bestLoad, load);
+    keepBest(bestFloor, floor);
   }
-  state.counters["best_ms"] = bestLoad;
-  state.counters["pugixml_best_ms"] = bestFloor;
-  state.counters["x_pugixml"] = bestLoad / bestFloor;
-  state.counters["x_pugixml_cpu"] = bestLoadCpu / bestFloorCpu;
+  state.counters["best_ms"] = bestLoad.first;
+  state.counters["pugixml_best_ms"] = bestFloor.first;
+  state.counters["x_pugixml"] = bestLoad.first / bestFloor.first;
+  state.counters["x_pugixml_cpu"] = bestLoad.second / bestFloor.second;
   state.SetItemsProcessed(state.iterations() * sites);
 }
 
@@ -174,10 +137,7 @@ void BM_PugixmlFloor(benchmark::State& state) {
   const std::string path = siteListFile(sites);
   for (auto _ : state) {
     std::vector<PropertyMap> maps = pugixmlPropertyMaps(path);
-    if (maps.size() != static_cast<std::size_t>(sites)) {
-      state.SkipWithError("pugixml did not read every site");
-      return;
-    }
+    if (maps.size() != static_cast<std::size_t>(sites)) return state.SkipWithError("pugixml did not read every site");
     state.PauseTiming();  // the library's timing leaves its sites alive too
     maps.clear();
     state.ResumeTiming();
@@ -227,14 +187,11 @@ int residentChild(const std::string& what, int sites) {
   return 0;
 }
 
-std::string& selfPath() {
-  static std::string path;
-  return path;
-}
+std::string selfPath;
 
 // Runs a fresh copy of this program for one measurement; false when it fails.
 bool measureInChild(const std::string& what, int sites, double& growth, double& strings) {
-  const std::string command = selfPath() + " --resident-child " + what + " " + std::to_string(sites);
+  const std::string command = selfPath + " --resident-child " + what + " " + std::to_string(sites);
   std::FILE* child = ::popen(command.c_str(), "r");
   if (child == nullptr) return false;
   long grown = 0;
@@ -248,19 +205,13 @@ bool measureInChild(const std::string& what, int sites, double& growth, double& 
 
 void BM_ResidentGrowth(benchmark::State& state) {
   const int sites = static_cast<int>(state.range(0));
-  if (siteListFile(1).empty() || siteListFile(sites).empty()) {
-    state.SkipWithError("cannot write the site lists");
-    return;
-  }
+  if (siteListFile(1).empty() || siteListFile(sites).empty()) return state.SkipWithError("cannot write the site lists");
   double library = 0;
   double floor = 0;
   double strings = 0;
   for (auto _ : state) {
-    if (!measureInChild("library", sites, library, strings) ||
-        !measureInChild("pugixml", sites, floor, strings)) {
-      state.SkipWithError("a measuring child failed");
-      return;
-    }
+    if (!measureInChild("library", sites, library, strings) || !measureInChild("pugixml", sites, floor, strings))
+      return state.SkipWithError("a measuring child failed");
   }
   constexpr double kMiB = 1024.0 * 1024.0;
   state.counters["strings_MiB"] = strings / kMiB;
@@ -285,7 +236,7 @@ int main(int argc, char** argv) {
     return residentChild(argv[2], std::atoi(argv[3]));
   char self[4096] = {};
   const ssize_t length = ::readlink("/proc/self/exe", self, sizeof(self) - 1);
-  selfPath() = length > 0 ? std::string(self, static_cast<std::size_t>(length)) : std::string(argv[0]);
+  selfPath = length > 0 ? std::string(self, static_cast<std::size_t>(length)) : std::string(argv[0]);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

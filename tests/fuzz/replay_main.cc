@@ -17,13 +17,10 @@ int main(int argc, char** argv) {
   std::vector<std::filesystem::path> inputs;
   for (int i = 1; i < argc; ++i) {
     const std::filesystem::path arg(argv[i]);
-    if (std::filesystem::is_directory(arg)) {
-      for (const auto& entry : std::filesystem::directory_iterator(arg)) {
+    if (!std::filesystem::is_directory(arg)) inputs.push_back(arg);
+    else
+      for (const auto& entry : std::filesystem::directory_iterator(arg))
         if (entry.is_regular_file()) inputs.push_back(entry.path());
-      }
-    } else {
-      inputs.push_back(arg);
-    }
   }
   if (inputs.empty()) {
     std::fprintf(stderr, "no inputs\n");

@@ -29,10 +29,6 @@ std::string readText(const std::wstring& path) {
   return std::string(bytes.begin(), bytes.end());
 }
 
-std::string expectedDocument(const std::string& name) {
-  return readText(widen(INETMGR_AUTHORING_TEST_DATA "/" + name));
-}
-
 using SiteListWriterTest = StoreTest;
 
 }  // namespace
@@ -85,7 +81,7 @@ TEST_F(SiteListWriterTest, WritesEveryFieldInItsFixedOrderAndTheStoreTakesEveryS
   ASSERT_EQ(writer.addSiteList(list), im::rcSuccess);
   ASSERT_EQ(writer.addSiteList(second), im::rcSuccess);
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
-  EXPECT_EQ(readText(path_), expectedDocument("every_field.xml"));
+  EXPECT_EQ(readText(path_), readText(widen(INETMGR_AUTHORING_TEST_DATA "/every_field.xml")));
   EXPECT_EQ(siteNames(store()),
             (std::vector<std::wstring>{L"site5", L"site4", L"site3", L"site2", L"site1", L"site0"}))
       << "every site is taken (their passwords decrypt), the empty site and the second list are not";
@@ -111,7 +107,7 @@ TEST_F(SiteListWriterTest, PortsPoliciesAndCertificatesComeLastAndOnlyWhenSet) {
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
   ASSERT_EQ(writer.addPolicySetting(L"nMaxPingTimeout", L"9"), im::rcSuccess);
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
-  EXPECT_EQ(readText(path_), expectedDocument("ports_policies_certificates.xml"));
+  EXPECT_EQ(readText(path_), readText(widen(INETMGR_AUTHORING_TEST_DATA "/ports_policies_certificates.xml")));
 }
 
 TEST_F(SiteListWriterTest, AReadingProcessSeesTheOldOrTheNewDocumentNeverATornOne) {

@@ -30,23 +30,16 @@ bool save(const std::string& bundle, const std::wstring& path) {
 
 const std::string kData = INETMGR_SOURCE_DIR "/tests/data/sitelist/";
 
-TEST(CaBundle, CertificatesAreWrittenInOrderAsPemLinesOf64WithoutWhiteSpaceOrEmptyLines) {
+TEST(CaBundle, PemLinesOf64InOrderNoBundleKeepsTheFileAnEmptyFirstCertificateEmptiesItAnUnwritablePathFails) {
   inetmgr_test::TempDir dir;
   ASSERT_TRUE(inetmgr::saveCarootCertificateBundle(ParsedXml(fileText(kData + "ca_bundle.xml")).root(),
                                                    dir.wfile("cabundle.cer")));
   EXPECT_EQ(fileText(dir.file("cabundle.cer")), fileText(kData + "ca_bundle.cer"));
-}
-
-TEST(CaBundle, NoBundleKeepsTheOldFileAnEmptyFirstCertificateEmptiesItAndAnUnwritablePathFails) {
-  inetmgr_test::TempDir dir;
-  std::ofstream(dir.file("cabundle.cer")) << "earlier bundle";
   EXPECT_TRUE(save("<SiteList/>", dir.wfile("cabundle.cer")));
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")), "earlier bundle");
-  EXPECT_TRUE(
-      save("<CABundle><Certificate/><Certificate>QUJD</Certificate></CABundle>", dir.wfile("cabundle.cer")));
+  EXPECT_EQ(fileText(dir.file("cabundle.cer")), fileText(kData + "ca_bundle.cer"));
+  EXPECT_TRUE(save("<CABundle><Certificate/><Certificate>QUJD</Certificate></CABundle>", dir.wfile("cabundle.cer")));
   EXPECT_EQ(fileText(dir.file("cabundle.cer")), "") << "the walk ends at the empty certificate";
-  EXPECT_FALSE(
-      save("<CABundle><Certificate>QUJD</Certificate></CABundle>", dir.wfile("missing/cabundle.cer")));
+  EXPECT_FALSE(save("<CABundle><Certificate>QUJD</Certificate></CABundle>", dir.wfile("missing/cabundle.cer")));
 }
 
 TEST(CaBundle, AStagedBundleReplacesTheFileOnlyWhenCommittedAndADroppedOneLeavesNothingBehind) {
