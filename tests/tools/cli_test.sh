@@ -258,7 +258,7 @@ grep -Eq "^ +1 +Near +1 hop +measured hops$" <<<"$out" && grep -q "65534 Vendor"
 # The command is exec'd: a shell that stays (dash does) would take the
 # SIGINT itself and end the session with 130 before the tool answers.
 waitfor() {
-  for _ in $(seq 50); do grep -q "$1" "$scratch/tty" 2>/dev/null && return 0; sleep 0.1; done
+  for _ in $(seq 300); do grep -q "$1" "$scratch/tty" 2>/dev/null && return 0; sleep 0.1; done
   return 1
 }
 exec 9>"$INETMGR_DATA_DIR/etc/locks/SiteListSortingLock.lock"
