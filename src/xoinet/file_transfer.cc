@@ -60,7 +60,7 @@ class FileTransfer final : public NetworkTransfer {
       if (!target.restart()) result = rcLocalFile;
       offset = 0;
     }
-    if (result == rcNoError) result = copy(in, offset, total, target, sink, localTarget);
+    if (result == rcNoError) result = copy(in, source, offset, total, target, sink, localTarget);
     ::close(in);
     if (result == rcNoError) result = target.commit();
     return result;
@@ -87,7 +87,7 @@ class FileTransfer final : public NetworkTransfer {
     DownloadTarget target(platform::fromUtf8(to));
     std::uint64_t offset = 0;
     xoInetError result = target.start(0, offset);
-    if (result == rcNoError) result = copy(in, 0, static_cast<std::uint64_t>(info.st_size), target, sink, source);
+    if (result == rcNoError) result = copy(in, from, 0, static_cast<std::uint64_t>(info.st_size), target, sink, source);
     ::close(in);
     if (result == rcNoError) result = target.commit();
     return result;
@@ -135,16 +135,17 @@ class FileTransfer final : public NetworkTransfer {
     return code;
   }
 
-  // Copies from `in` at `offset` to the end into `target`, reporting progress.
-  xoInetError copy(int in, std::uint64_t offset, std::uint64_t total, DownloadTarget& target, CNetSessionSink* sink,
-                   const std::wstring& name) {
+  // Copies from `in` (the file at `inPath`) at `offset` to the end into
+  // `target`, reporting progress under `name`.
+  xoInetError copy(int in, const std::string& inPath, std::uint64_t offset, std::uint64_t total, DownloadTarget& target,
+                   CNetSessionSink* sink, const std::wstring& name) {
     ProgressReporter progress(sink, options_, name);
     std::vector<char> buffer(kChunk);
     if (!progress.report(offset, total)) return rcAborted;
     for (;;) {
       const ssize_t got = ::pread(in, buffer.data(), buffer.size(), static_cast<off_t>(offset));
       if (got < 0 && errno == EINTR) continue;
-      if (got < 0) return failure(errno, "read");
+      if (got < 0) return failure(errno, inPath);
       if (got == 0) break;
       if (!target.write(buffer.data(), static_cast<std::size_t>(got))) return failure(errno, target.nativeDestination());
       offset += static_cast<std::uint64_t>(got);
