@@ -3,7 +3,8 @@
 //   store_worker lists N          create N site lists; print "ok <versions seen>"
 //                                 or "torn <details>" for a snapshot mixing versions
 //   store_worker hold-sorting     take the refresh lock inside a refresh, print
-//                                 "holding", then wait to be killed
+//                                 "holding <pid>", then wait to be killed
+// It ends itself after 300 s, so a test that fails before killing it is not held up.
 #include <unistd.h>
 
 #include <cstdio>
@@ -20,7 +21,7 @@ namespace im = corvane_com::zel::inetmgr;
 namespace {
 
 void holdForever() {
-  std::printf("holding\n");
+  std::printf("holding %d\n", static_cast<int>(::getpid()));
   std::fflush(stdout);
   for (;;) ::pause();
 }
@@ -28,6 +29,7 @@ void holdForever() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  ::alarm(300);
   if (argc < 2) return 2;
   const std::string mode = argv[1];
   if (mode == "hold-sorting") {
