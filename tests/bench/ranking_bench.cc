@@ -30,7 +30,8 @@ void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
 double rankMs(const std::string& ns, const std::vector<std::string>& hosts, bool& allMeasured) {
   const inetmgr_test::ScopedDataDir data;
   std::vector<std::array<std::string, 3>> entries;
-  for (std::size_t i = 0; i < hosts.size(); ++i) entries.push_back({"r" + std::to_string(i), "repository", hosts[i]});
+  for (std::size_t i = 0; i < hosts.size(); ++i)
+    entries.push_back({"r" + std::to_string(i), "repository", hosts[i]});
   inetmgr_test::writeRankingSiteList(data.file("SiteList.xml"), 0, entries);
   std::wstring path;
   im::fromUtf8(data.file("SiteList.xml"), path);

@@ -18,8 +18,9 @@ inline void writeRankingSiteList(const std::string& path, int method,
   std::ofstream list(path);
   list << "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>";
   for (const auto& [name, type, ip] : sites)
-    list << (type == "master" ? "<SpipeSite" : "<HttpSite") << " Name=\"" << name << "\" Type=\"" << type << "\" Server=\""
-         << (name == "Here" ? "localhost" : name + ".invalid") << "\" ServerIP=\"" << ip << "\" Enabled=\"1\"/>";
+    list << (type == "master" ? "<SpipeSite" : "<HttpSite") << " Name=\"" << name << "\" Type=\"" << type
+         << "\" Server=\"" << (name == "Here" ? "localhost" : name + ".invalid") << "\" ServerIP=\"" << ip
+         << "\" Enabled=\"1\"/>";
   list << "</SiteList><Policies><Setting name=\"uiFindNearestMethod\">" << method
        << "</Setting><Setting name=\"nMaxPingTimeout\">1</Setting></Policies></SiteLists>";
 }

@@ -16,18 +16,13 @@
 #include "store/store_fixture.h"
 #include "support/authoring_fields.h"
 #include "support/log_capture.h"
+#include "support/transfer_files.h"
 
 namespace im = corvane_com::zel::inetmgr;
 namespace platform = corvane_com::zel::platform;
 using namespace inetmgr_test;  // NOLINT(google-build-using-namespace)
 
 namespace {
-
-std::string readText(const std::wstring& path) {
-  platform::ByteBuffer bytes;
-  EXPECT_TRUE(platform::AFile::read(path, bytes)) << "cannot read " << std::string(path.begin(), path.end());
-  return std::string(bytes.begin(), bytes.end());
-}
 
 using SiteListWriterTest = StoreTest;
 
@@ -81,7 +76,7 @@ TEST_F(SiteListWriterTest, WritesEveryFieldInItsFixedOrderAndTheStoreTakesEveryS
   ASSERT_EQ(writer.addSiteList(list), im::rcSuccess);
   ASSERT_EQ(writer.addSiteList(second), im::rcSuccess);
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
-  EXPECT_EQ(readText(path_), readText(widen(INETMGR_AUTHORING_TEST_DATA "/every_field.xml")));
+  EXPECT_EQ(readFile(path_), readFile(INETMGR_AUTHORING_TEST_DATA "/every_field.xml"));
   EXPECT_EQ(siteNames(store()),
             (std::vector<std::wstring>{L"site5", L"site4", L"site3", L"site2", L"site1", L"site0"}))
       << "every site is taken (their passwords decrypt), the empty site and the second list are not";
@@ -107,7 +102,7 @@ TEST_F(SiteListWriterTest, PortsPoliciesAndCertificatesComeLastAndOnlyWhenSet) {
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
   ASSERT_EQ(writer.addPolicySetting(L"nMaxPingTimeout", L"9"), im::rcSuccess);
   ASSERT_EQ(writer.writeSiteList(5), im::rcSuccess);
-  EXPECT_EQ(readText(path_), readText(widen(INETMGR_AUTHORING_TEST_DATA "/ports_policies_certificates.xml")));
+  EXPECT_EQ(readFile(path_), readFile(INETMGR_AUTHORING_TEST_DATA "/ports_policies_certificates.xml"));
 }
 
 TEST_F(SiteListWriterTest, AReadingProcessSeesTheOldOrTheNewDocumentNeverATornOne) {
@@ -168,7 +163,7 @@ TEST_F(SiteListWriterTest, AFailedWriteGivesItsCodeAndLeavesTheFileAlone) {
   writer.resetSiteListLocation(data_.wfile("missing/SiteList.xml").c_str());
   EXPECT_EQ(writer.writeSiteList(1), im::rcUnexpected);
   EXPECT_EQ(log.count(im::LogLevel::Error, L"SiteList.xml write failed"), 1);
-  EXPECT_EQ(readText(path_), "old");
+  EXPECT_EQ(readFile(path_), "old");
 
   im::SiteListWriter moved(std::move(writer));  // leaves `writer` without a document
   im::SiteList list(L"Main", L"");
@@ -176,5 +171,5 @@ TEST_F(SiteListWriterTest, AFailedWriteGivesItsCodeAndLeavesTheFileAlone) {
   EXPECT_EQ(writer.writeSiteList(1), im::rcOutOfMemory);
   moved.resetSiteListLocation(path_.c_str());
   EXPECT_EQ(moved.writeSiteList(1), im::rcSuccess);
-  EXPECT_NE(readText(path_).find("<SiteLists "), std::string::npos);
+  EXPECT_NE(readFile(path_).find("<SiteLists "), std::string::npos);
 }
