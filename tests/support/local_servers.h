@@ -241,23 +241,19 @@ class SmbServer : public LocalServer {
 };
 
 // A one-connection-at-a-time HTTP server on a thread: it records each
-// request's line and body and answers with the status and body it was told,
-// or misbehaves as told.
+// request's line ("POST /path?query HTTP/1.1") and body and answers with the
+// status and body it was told (answer), or misbehaves as told: a 200 with a
+// long body of which only the start comes (stall), that start and then the
+// connection closes (hangUpMidBody), or it closes once the request is read,
+// answering nothing (hangUpAtRequest).
 class TestHttpEndpoint {
  public:
-  enum class Mode {
-    answer,          // the status and body
-    stall,           // a 200 with a long body of which only the start comes
-    hangUpMidBody,   // that start, then the connection closes
-    hangUpAtRequest  // closes once the request is read, answering nothing
-  };
+  enum class Mode { answer, stall, hangUpMidBody, hangUpAtRequest };
   struct Received {
-    std::string line;  // "POST /path?query HTTP/1.1"
-    std::string body;
+    std::string line, body;
   };
 
-  TestHttpEndpoint() {
-    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  TestHttpEndpoint() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     ::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
@@ -337,7 +333,7 @@ class TestHttpEndpoint {
     }
   }
 
-  int fd_ = -1;
+  const int fd_;
   unsigned short port_ = 0;
   std::atomic<bool> stop_{false};
   std::atomic<int> stallsEndedByClient_{0};
