@@ -28,7 +28,7 @@ namespace {
 // A store_worker process (it ends itself after 300 s); its stdout comes through a pipe.
 class Worker {
  public:
-  explicit Worker(const std::string& args) : out_(::popen((STORE_WORKER " " + args).c_str(), "r")) {}
+  explicit Worker(const std::string& args) : out_(::popen(("'" STORE_WORKER "' " + args).c_str(), "r")) {}
   ~Worker() {
     if (out_ != nullptr) ::pclose(out_);
   }
