@@ -5,16 +5,17 @@
 // Needs root; run by scripts/bench.sh.
 #include <sched.h>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <inetmgr/inetmgr.h>
 
+#include "support/ranking_site_list.h"
 #include "support/temp_dir.h"
 #include "support/test_network.h"
 
@@ -28,15 +29,10 @@ void discard(im::LogLevel, const wchar_t*, const wchar_t*, void*) {}
 // time, from inside namespace `ns`, and whether every repository was measured.
 double rankMs(const std::string& ns, const std::vector<std::string>& hosts, bool& allMeasured) {
   const inetmgr_test::ScopedDataDir data;
-  std::ofstream list(data.file("SiteList.xml"));
-  list << "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>";
-  for (std::size_t i = 0; i < hosts.size(); ++i) {
-    list << "<HttpSite Name=\"r" << i << "\" Type=\"repository\" Server=\"r" << i << ".invalid\" ServerIP=\""
-         << hosts[i] << "\" Enabled=\"1\"/>";
-  }
-  list << "</SiteList><Policies><Setting name=\"uiFindNearestMethod\">0</Setting>"
-       << "<Setting name=\"nMaxPingTimeout\">1</Setting></Policies></SiteLists>";
-  list.close();
+  std::vector<std::array<std::string, 3>> entries;
+  for (std::size_t i = 0; i < hosts.size(); ++i)
+    entries.push_back({"r" + std::to_string(i), "repository", hosts[i]});
+  inetmgr_test::writeRankingSiteList(data.file("SiteList.xml"), 0, entries);
   std::wstring path;
   im::fromUtf8(data.file("SiteList.xml"), path);
   im::setSiteListSource(path.c_str());

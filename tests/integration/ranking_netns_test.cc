@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 
 #include <inetmgr/inetmgr.h>
 
+#include "support/ranking_site_list.h"
 #include "support/temp_dir.h"
 #include "support/test_network.h"
 
@@ -24,17 +24,9 @@ using Walk = std::vector<std::pair<std::string, int>>;
 
 constexpr int kDelays[] = {3, 7, 12};  // echo hosts 198.18.100.2 to .4
 
-// Sites as {name, type, address}, a master one an spipe site; every server is "<name>.invalid".
 Walk rankIn(const std::string& ns, int method, const std::vector<std::array<std::string, 3>>& entries) {
   const inetmgr_test::ScopedDataDir data;
-  std::ofstream list(data.file("SiteList.xml"));
-  list << "<SiteLists GlobalVersion=\"1\" LocalVersion=\"1\"><SiteList>";
-  for (const auto& [name, type, ip] : entries)
-    list << (type == "master" ? "<SpipeSite" : "<HttpSite") << " Name=\"" << name << "\" Type=\"" << type << "\" Server=\""
-         << (name == "Here" ? "localhost" : name + ".invalid") << "\" ServerIP=\"" << ip << "\" Enabled=\"1\"/>";
-  list << "</SiteList><Policies><Setting name=\"uiFindNearestMethod\">" << method
-       << "</Setting><Setting name=\"nMaxPingTimeout\">1</Setting></Policies></SiteLists>";
-  list.close();
+  inetmgr_test::writeRankingSiteList(data.file("SiteList.xml"), method, entries);
   ::setenv("INETMGR_TEST_IP_ADDRESS", "198.18.1.1", 1);
   im::test::ReplaceSiteListSource(data.file("SiteList.xml").c_str());
   im::test::ResetInitFlag();

@@ -24,6 +24,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "support/loopback_port.h"
@@ -80,6 +81,17 @@ class LocalServer {
     }
   }
   static void sleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+  // Writes tests/data/servers/`name` into the scratch directory with each
+  // "@KEY@" replaced by its value; @DIR@ and @PORT@ are always filled.
+  void writeConfig(const std::string& name, std::vector<std::pair<std::string, std::string>> values) const {
+    std::string text = readFile(INETMGR_SOURCE_DIR "/tests/data/servers/" + name);
+    values.insert(values.end(), {{"DIR", dir().string()}, {"PORT", std::to_string(port_)}});
+    for (const auto& [key, value] : values) {
+      for (std::size_t at = 0; (at = text.find('@' + key + '@', at)) != std::string::npos; at += value.size())
+        text.replace(at, key.size() + 2, value);
+    }
+    writeFile(dir() / name, text);
+  }
 
   TempDir scratch_;
   std::string skip_, error_;
@@ -152,21 +164,10 @@ class Nginx : public LocalServer {
     runQuietly("{ printf 'agent:%s\\n' \"$(openssl passwd -apr1 s3cret)\" > " + d + "/htpasswd; }");
     launch({"/usr/sbin/nginx", "-p", d, "-e", "stderr", "-c", d + "/nginx.conf"}, [&] {
       httpsPort_ = freeLoopbackPort();
-      std::string statuses;
-      for (const char* status : {"410", "426", "500", "503", "506"}) {
-        statuses += "location = /status/" + std::string(status) + " { return " + status + "; }\n";
-      }
-      writeFile(dir() / "nginx.conf",
-                std::string(::geteuid() == 0 ? "user root;\n" : "") + "daemon off;\nworker_processes 1;\npid " + d +
-                    "/nginx.pid;\nerror_log stderr;\nevents { worker_connections 64; }\nhttp {\n"
-                    "log_format t '$request_method $request_uri range=$http_range $status';\naccess_log " + d +
-                    "/access.log t;\ndefault_type application/octet-stream;\nsendfile on;\nclient_body_temp_path " +
-                    d + "/body;\nproxy_temp_path " + d + "/proxy;\nserver {\nlisten 127.0.0.1:" +
-                    std::to_string(port_) + ";\nlisten 127.0.0.1:" + std::to_string(httpsPort_) +
-                    " ssl;\nserver_name localhost;\nssl_certificate " + certificates.cert.string() +
-                    ";\nssl_certificate_key " + certificates.key.string() + ";\nroot " + root().string() +
-                    ";\nlocation /norange/ { max_ranges 0; }\nlocation /private/ { auth_basic t; "
-                    "auth_basic_user_file " + d + "/htpasswd; }\n" + statuses + "}\n}\n");
+      writeConfig("nginx.conf", {{"USER", ::geteuid() == 0 ? "user root;\n" : ""},
+                                 {"HTTPS_PORT", std::to_string(httpsPort_)},
+                                 {"CERT", certificates.cert.string()},
+                                 {"KEY", certificates.key.string()}});
       return "";
     });
   }
@@ -190,19 +191,9 @@ class Vsftpd : public LocalServer {
     std::filesystem::create_directories(root() / "pub");
     ::chmod(root().c_str(), 0755);
     ::chmod((root() / "pub").c_str(), 0777);
-    const std::string conf = (dir() / "vsftpd.conf").string();
-    launch({"/usr/sbin/vsftpd", conf}, [&] {
+    launch({"/usr/sbin/vsftpd", (dir() / "vsftpd.conf").string()}, [&] {
       std::filesystem::create_directories("/var/run/vsftpd/empty");
-      writeFile(conf, "listen=YES\nlisten_ipv6=NO\nlisten_address=127.0.0.1\nlisten_port=" + std::to_string(port_) +
-                          "\nbackground=NO\nanonymous_enable=YES\nlocal_enable=YES\nwrite_enable=YES\nanon_root=" +
-                          root().string() + "\nanon_upload_enable=YES\nanon_mkdir_write_enable=YES\n"
-                          "anon_other_write_enable=YES\nanon_world_readable_only=NO\nanon_umask=022\n"
-                          "no_anon_password=YES\nconnect_from_port_20=NO\nseccomp_sandbox=NO\nxferlog_enable=YES\n"
-                          "log_ftp_protocol=YES\nvsftpd_log_file=" + (dir() / "vsftpd.log").string() +
-                          "\ndual_log_enable=NO\nssl_enable=YES\nallow_anon_ssl=YES\nforce_anon_logins_ssl=NO\n"
-                          "force_anon_data_ssl=NO\nforce_local_logins_ssl=NO\nforce_local_data_ssl=NO\n"
-                          "require_ssl_reuse=NO\nrsa_cert_file=" + certificates.cert.string() +
-                          "\nrsa_private_key_file=" + certificates.key.string() + "\npam_service_name=vsftpd\n");
+      writeConfig("vsftpd.conf", {{"CERT", certificates.cert.string()}, {"KEY", certificates.key.string()}});
       return "";
     });
   }
@@ -217,12 +208,8 @@ class Tinyproxy : public LocalServer {
  public:
   explicit Tinyproxy(const std::string& user = "", const std::string& password = "")
       : LocalServer("/usr/bin/tinyproxy", "tinyproxy") {
-    const std::string conf = (dir() / "tinyproxy.conf").string();
-    launch({"/usr/bin/tinyproxy", "-d", "-c", conf}, [&] {
-      writeFile(conf, "Port " + std::to_string(port_) + "\nListen 127.0.0.1\nTimeout 30\nLogFile \"" +
-                          (dir() / "tinyproxy.log").string() + "\"\nLogLevel Info\nMaxClients 8\n"
-                          "Allow 127.0.0.1\nDisableViaHeader Yes\n" +
-                          (user.empty() ? "" : "BasicAuth " + user + " " + password + "\n"));
+    launch({"/usr/bin/tinyproxy", "-d", "-c", (dir() / "tinyproxy.conf").string()}, [&] {
+      writeConfig("tinyproxy.conf", {{"AUTH", user.empty() ? "" : "BasicAuth " + user + " " + password}});
       return "";
     });
   }
@@ -237,23 +224,11 @@ class SmbServer : public LocalServer {
   static constexpr const char* kPassword = "Sm6-pa\xc3\x9f";
 
   SmbServer() : LocalServer("/usr/sbin/smbd", "samba", true) {
-    const std::filesystem::path root = dir();
-    const std::string conf = (root / "smb.conf").string();
+    const std::string conf = (dir() / "smb.conf").string();
+    for (const char* sub : {"private", "ncalrpc", "lock", "state", "cache", "pid", "share"})
+      std::filesystem::create_directories(dir() / sub);
     launch({"/usr/sbin/smbd", "--foreground", "--no-process-group", "-s", conf}, [&] {
-      std::string text = "[global]\nsmb ports = " + std::to_string(port_) + "\n";
-      for (const std::string key : {"private dir", "ncalrpc dir", "lock directory", "state directory",
-                                    "cache directory", "pid directory"}) {
-        const std::filesystem::path sub = root / key.substr(0, key.find(' '));
-        std::filesystem::create_directories(sub);
-        text += key + " = " + sub.string() + "\n";
-      }
-      std::filesystem::create_directories(share());
-      writeFile(conf, text + "interfaces = 127.0.0.1\nbind interfaces only = yes\nlog file = " +
-                          (root / "smbd.log").string() + "\npassdb backend = tdbsam:" +
-                          (root / "private/passdb.tdb").string() +
-                          "\nserver role = standalone server\ndisable netbios = yes\nmap to guest = never\n"
-                          "load printers = no\nprintcap name = /dev/null\ndisable spoolss = yes\n"
-                          "server min protocol = SMB2_02\n[share]\npath = " + share().string() + "\nread only = no\n");
+      writeConfig("smb.conf", {});
       const bool added = runQuietly("printf '%s\\n%s\\n' '" + std::string(kPassword) + "' '" + kPassword +
                                     "' | smbpasswd -c " + conf + " -a -s root") == 0;
       return added ? "" : "smbpasswd could not add the test user";
@@ -266,23 +241,19 @@ class SmbServer : public LocalServer {
 };
 
 // A one-connection-at-a-time HTTP server on a thread: it records each
-// request's line and body and answers with the status and body it was told,
-// or misbehaves as told.
+// request's line ("POST /path?query HTTP/1.1") and body and answers with the
+// status and body it was told (answer), or misbehaves as told: a 200 with a
+// long body of which only the start comes (stall), that start and then the
+// connection closes (hangUpMidBody), or it closes once the request is read,
+// answering nothing (hangUpAtRequest).
 class TestHttpEndpoint {
  public:
-  enum class Mode {
-    answer,          // the status and body
-    stall,           // a 200 with a long body of which only the start comes
-    hangUpMidBody,   // that start, then the connection closes
-    hangUpAtRequest  // closes once the request is read, answering nothing
-  };
+  enum class Mode { answer, stall, hangUpMidBody, hangUpAtRequest };
   struct Received {
-    std::string line;  // "POST /path?query HTTP/1.1"
-    std::string body;
+    std::string line, body;
   };
 
-  TestHttpEndpoint() {
-    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  TestHttpEndpoint() : fd_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
     ::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
@@ -362,7 +333,7 @@ class TestHttpEndpoint {
     }
   }
 
-  int fd_ = -1;
+  const int fd_;
   unsigned short port_ = 0;
   std::atomic<bool> stop_{false};
   std::atomic<int> stallsEndedByClient_{0};

@@ -1,5 +1,5 @@
-// The progress multiplexer: connection order, references, a callback's stop,
-// and the process-wide shutdown switch.
+// The progress multiplexer: connection order, references and a callback's stop.
+// The shutdown switch is shown by the site operations' shutdown test.
 #include <string>
 #include <vector>
 
@@ -52,21 +52,4 @@ TEST(XoInetCallback, PassesTheTransfersReportOnAndOnStopAsksItToStopThroughTheFl
   EXPECT_FALSE(sink.OnProgress(done, total, xo::statusProgress, L"site", nullptr, nullptr, &flag) || flag);
   EXPECT_FALSE(sink.OnProgress(done, total, xo::statusProgress, L"site", nullptr, nullptr, nullptr));
   EXPECT_EQ(going.statuses.size() + stopping.statuses.size(), 5u);
-}
-
-TEST(ImProgressDeathTest, AfterAShutdownRequestEveryReportStopsWithoutCallingAnyone) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  // Run in a child process: the switch is never turned off again.
-  EXPECT_EXIT(
-      {
-        RecordingCallback callback;
-        im::ImProgress progress;
-        im::ImProgress other;
-        progress.connect(&callback);
-        im::ImProgress::abortOperation();
-        const bool stopped = progress(0, 0, xo::statusProgress, nullptr, nullptr, nullptr) == im::Stop &&
-                             other(0, 0, xo::statusProgress, nullptr, nullptr, nullptr) == im::Stop;
-        std::exit(stopped && callback.statuses.empty() ? 0 : 1);
-      },
-      ::testing::ExitedWithCode(0), "");
 }

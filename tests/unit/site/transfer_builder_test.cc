@@ -70,8 +70,12 @@ class SiteTransfer : public ::testing::Test {
     EXPECT_EQ(im::encryptSiteListPassword(L"pw", password), im::rcSuccess);
     if (xml.find("{pw}") != std::string::npos)
       xml.replace(xml.find("{pw}"), 4, std::string(password.begin(), password.end()));
+    return built(*inetmgr_test::siteFrom(xml));
+  }
+  // The last text option set when `site` builds its transfer object.
+  static std::wstring built(im::ImSiteImpl& site) {
     clearOptions();
-    inetmgr_test::siteFrom(xml)->checkBuildTransferObject();
+    site.checkBuildTransferObject();
     return xo::g_lastStrOption;
   }
   inetmgr_test::ScopedDataDir data_;
@@ -89,18 +93,12 @@ TEST_F(SiteTransfer, HttpSitesUseCredentialsOnlyWhenAskedAndOthersOnlyWithAUserN
 TEST_F(SiteTransfer, SslSitesGetTheCaBundleUnlessSslIsForcedOff) {
   auto site = inetmgr_test::siteFrom(R"(<HttpSite Type="repository" Name="s" SecurePort="443"/>)");
   site->setCaBundlePath(L"/data/etc/cabundle.cer");
-  clearOptions();
-  site->checkBuildTransferObject();
-  EXPECT_TRUE(xo::g_lastStrOption == L"/data/etc/cabundle.cer" && xo::g_lastBoolOption);
+  EXPECT_TRUE(built(*site) == L"/data/etc/cabundle.cer" && xo::g_lastBoolOption);
   site->forceNonSslTransfer();
-  clearOptions();
-  site->checkBuildTransferObject();
-  EXPECT_FALSE(xo::g_lastBoolOption) << "the object already exists: nothing is set again";
+  EXPECT_EQ(built(*site), L"none") << "the object already exists: nothing is set again";
   inetmgr_test::SitePtr other(new im::ImSiteImpl(*site));
   other->forceNonSslTransfer();
-  clearOptions();
-  other->checkBuildTransferObject();
-  EXPECT_TRUE(xo::g_lastStrOption == L"s" && !xo::g_lastBoolOption);
+  EXPECT_TRUE(built(*other) == L"s" && !xo::g_lastBoolOption);
 }
 
 TEST_F(SiteTransfer, ThePrologueRefusesADisabledSiteUnlessForcedOnceAndTestOnlyModeEndsItAtOnce) {

@@ -12,16 +12,13 @@
 
 #include "support/parsed_xml.h"
 #include "support/temp_dir.h"
+#include "support/transfer_files.h"
 
 namespace {
 
 namespace inetmgr = corvane_com::zel::inetmgr;
 using inetmgr_test::ParsedXml;
-
-std::string fileText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using inetmgr_test::readFile;
 
 bool save(const std::string& bundle, const std::wstring& path) {
   return inetmgr::saveCarootCertificateBundle(ParsedXml("<SiteLists>" + bundle + "</SiteLists>").root(),
@@ -32,13 +29,13 @@ const std::string kData = INETMGR_SOURCE_DIR "/tests/data/sitelist/";
 
 TEST(CaBundle, PemLinesOf64InOrderNoBundleKeepsTheFileAnEmptyFirstCertificateEmptiesItAnUnwritablePathFails) {
   inetmgr_test::TempDir dir;
-  ASSERT_TRUE(inetmgr::saveCarootCertificateBundle(ParsedXml(fileText(kData + "ca_bundle.xml")).root(),
+  ASSERT_TRUE(inetmgr::saveCarootCertificateBundle(ParsedXml(readFile(kData + "ca_bundle.xml")).root(),
                                                    dir.wfile("cabundle.cer")));
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")), fileText(kData + "ca_bundle.cer"));
+  EXPECT_EQ(readFile(dir.file("cabundle.cer")), readFile(kData + "ca_bundle.cer"));
   EXPECT_TRUE(save("<SiteList/>", dir.wfile("cabundle.cer")));
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")), fileText(kData + "ca_bundle.cer"));
+  EXPECT_EQ(readFile(dir.file("cabundle.cer")), readFile(kData + "ca_bundle.cer"));
   EXPECT_TRUE(save("<CABundle><Certificate/><Certificate>QUJD</Certificate></CABundle>", dir.wfile("cabundle.cer")));
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")), "") << "the walk ends at the empty certificate";
+  EXPECT_EQ(readFile(dir.file("cabundle.cer")), "") << "the walk ends at the empty certificate";
   EXPECT_FALSE(save("<CABundle><Certificate>QUJD</Certificate></CABundle>", dir.wfile("missing/cabundle.cer")));
 }
 
@@ -60,9 +57,9 @@ TEST(CaBundle, AStagedBundleReplacesTheFileOnlyWhenCommittedAndADroppedOneLeaves
     taken = std::move(staged);
   }
   EXPECT_EQ(fileCount(), 2) << "a bundle dropped uncommitted is removed, a moved one is not";
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")), "bundle of the held list");
+  EXPECT_EQ(readFile(dir.file("cabundle.cer")), "bundle of the held list");
   ASSERT_TRUE(taken.commit());
-  EXPECT_EQ(fileText(dir.file("cabundle.cer")),
+  EXPECT_EQ(readFile(dir.file("cabundle.cer")),
             "-----BEGIN CERTIFICATE-----\nQUJD\n-----END CERTIFICATE-----\n");
   EXPECT_EQ(fileCount(), 1);
 }

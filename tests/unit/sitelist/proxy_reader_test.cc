@@ -4,8 +4,6 @@
 #include "sitelist/proxy_reader.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
@@ -14,6 +12,7 @@
 
 #include "support/log_capture.h"
 #include "support/parsed_xml.h"
+#include "support/transfer_files.h"
 
 namespace {
 
@@ -28,10 +27,7 @@ class ProxyReader : public ::testing::Test {
   Element input(const wchar_t* name) const { return inputs_.root().GetElement(name); }
 
   inetmgr_test::LogCapture log_;
-  ParsedXml inputs_{[] {
-    std::ifstream in(INETMGR_SOURCE_DIR "/tests/data/sitelist/proxy_reader.xml");
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }()};
+  ParsedXml inputs_{inetmgr_test::readFile(INETMGR_SOURCE_DIR "/tests/data/sitelist/proxy_reader.xml")};
 };
 
 TEST_F(ProxyReader, TheServerTypeAndPortsTakenOrTheRecordLeftAloneWithTheReason) {
